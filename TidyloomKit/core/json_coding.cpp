@@ -1,0 +1,69 @@
+// JSON coding of the shared records.
+#include "core/json_coding.h"
+
+#include "core/engine_error.h"
+
+namespace tidyloom {
+
+void to_json(nlohmann::json& j, const FailedPath& value) { j = {{"path", value.path}, {"reason", value.reason}}; }
+void from_json(const nlohmann::json& j, FailedPath& value) {
+  j.at("path").get_to(value.path);
+  j.at("reason").get_to(value.reason);
+}
+
+void to_json(nlohmann::json& j, TaskOutcome value) { j = rawValue(value); }
+void from_json(const nlohmann::json& j, TaskOutcome& value) {
+  const auto parsed = taskOutcomeFromRaw(j.get<std::string>());
+  if (!parsed) throw nlohmann::json::other_error::create(501, "unknown task outcome", &j);
+  value = *parsed;
+}
+void to_json(nlohmann::json& j, RemovalMode value) { j = rawValue(value); }
+void to_json(nlohmann::json& j, RemovalScope value) { j = rawValue(value); }
+
+void to_json(nlohmann::json& j, const RunReport& value) {
+  nlohmann::json outcomes = nlohmann::json::object();
+  for (const auto& [task, outcome] : value.taskOutcomes) outcomes[task] = outcome;
+  j = {{"removed", value.removed},
+       {"failed", value.failed},
+       {"freedBytes", value.freedBytes},
+       {"notes", value.notes},
+       {"taskOutcomes", outcomes}};
+}
+void from_json(const nlohmann::json& j, RunReport& value) {
+  value = {};
+  if (j.contains("removed")) j.at("removed").get_to(value.removed);
+  if (j.contains("failed")) j.at("failed").get_to(value.failed);
+  if (j.contains("freedBytes")) j.at("freedBytes").get_to(value.freedBytes);
+  if (j.contains("notes")) j.at("notes").get_to(value.notes);
+  if (j.contains("taskOutcomes")) j.at("taskOutcomes").get_to(value.taskOutcomes);
+}
+
+void to_json(nlohmann::json& j, const CleanupCandidate& value) {
+  j = {{"path", value.path}, {"section", value.section}, {"byteSize", value.byteSize}, {"removable", value.removable}};
+}
+void from_json(const nlohmann::json& j, CleanupCandidate& value) {
+  j.at("path").get_to(value.path);
+  j.at("section").get_to(value.section);
+  j.at("byteSize").get_to(value.byteSize);
+  value.removable = j.value("removable", true);
+}
+
+void to_json(nlohmann::json& j, const ScanProgress& value) {
+  j = {{"path", value.path}, {"fraction", nullptr}, {"found", nullptr}};
+  if (value.fraction) j["fraction"] = *value.fraction;
+  if (value.found) j["found"] = *value.found;
+}
+
+std::string dumpEscapingSlashes(const nlohmann::json& j) {
+  const std::string plain = j.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+  std::string out;
+  out.reserve(plain.size() + plain.size() / 16);
+  // "/" never appears inside an escape sequence of nlohmann's output, so a plain replace is exact.
+  for (const char c : plain) {
+    if (c == '/') out += '\\';
+    out += c;
+  }
+  return out;
+}
+
+}  // namespace tidyloom

@@ -1,0 +1,60 @@
+// The shared value records every engine speaks: removal modes, scopes, events, reports, candidates.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace tidyloom {
+
+enum class RemovalMode { permanent, trash };
+enum class RemovalScope { userData, uninstallApp, externalVolume, userSelected };
+enum class TaskOutcome { applied, unchanged, skipped, unavailable, attention, failed };
+
+struct RemovalStarted {
+  std::string path;
+};
+struct RemovalFinished {
+  std::string path;
+  bool removed = false;
+};
+using RemovalEvent = std::variant<RemovalStarted, RemovalFinished>;
+
+struct FailedPath {
+  std::string path;
+  std::string reason;
+  bool operator==(const FailedPath&) const = default;
+};
+
+struct RunReport {
+  std::vector<std::string> removed;
+  std::vector<FailedPath> failed;
+  std::uint64_t freedBytes = 0;
+  std::vector<std::string> notes;
+  std::map<std::string, TaskOutcome> taskOutcomes;
+
+  // Appends another report: lists concatenate, bytes add, outcomes of the other win.
+  void merge(const RunReport& other);
+  bool operator==(const RunReport&) const = default;
+};
+
+struct CleanupCandidate {
+  std::string path;
+  std::string section;
+  std::uint64_t byteSize = 0;
+  bool removable = true;
+  bool operator==(const CleanupCandidate&) const = default;
+};
+
+// Raw names as they appear in JSON and on the command line.
+const char* rawValue(RemovalMode mode);
+const char* rawValue(RemovalScope scope);
+const char* rawValue(TaskOutcome outcome);
+std::optional<RemovalMode> removalModeFromRaw(std::string_view raw);
+std::optional<RemovalScope> removalScopeFromRaw(std::string_view raw);
+std::optional<TaskOutcome> taskOutcomeFromRaw(std::string_view raw);
+
+}  // namespace tidyloom

@@ -1,0 +1,49 @@
+// TempTree: a fresh temporary folder per test with helpers to build real fixture trees.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace tidyloom::testing {
+
+class TempTree {
+ public:
+  TempTree();
+  ~TempTree();
+  TempTree(const TempTree&) = delete;
+  TempTree& operator=(const TempTree&) = delete;
+
+  const std::filesystem::path& root() const { return root_; }
+  // Absolute path of `relative` inside the tree; fails the test if it would leave the tree.
+  std::filesystem::path path(const std::string& relative) const;
+
+  // Creates parent folders as needed. Sizes are written as real data (not sparse).
+  std::filesystem::path file(const std::string& relative, std::uint64_t size = 0, char fill = 'x') const;
+  std::filesystem::path text(const std::string& relative, const std::string& contents) const;
+  std::filesystem::path dir(const std::string& relative) const;
+  std::filesystem::path symlink(const std::string& relative, const std::filesystem::path& target) const;
+  std::filesystem::path hardlink(const std::string& relative, const std::string& existing) const;
+  // Sets access and modification time to `days` days ago (no symlink following).
+  void age(const std::string& relative, double days) const;
+  void mode(const std::string& relative, unsigned mode) const;
+
+ private:
+  std::filesystem::path root_;
+};
+
+// Path of a built program (tidyloom, TidyloomHelper) in the build tree under test.
+std::filesystem::path builtProgram(const std::string& name);
+
+struct CommandResult {
+  int status = -1;
+  std::string out;
+  std::string err;
+};
+// Runs a program with arguments and optional standard input; waits up to `seconds`.
+CommandResult runProgram(const std::filesystem::path& program, const std::vector<std::string>& arguments,
+                         const std::string& input = {}, int seconds = 120,
+                         const std::vector<std::string>& extraEnvironment = {});
+
+}  // namespace tidyloom::testing

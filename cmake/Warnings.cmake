@@ -1,0 +1,28 @@
+# Project-wide warning and sanitizer flags, applied to every target through tidyloom_target().
+add_library(tidyloom_options INTERFACE)
+target_compile_options(tidyloom_options INTERFACE -Wall -Wextra -Wpedantic)
+if(TIDYLOOM_WERROR)
+  target_compile_options(tidyloom_options INTERFACE -Werror)
+endif()
+if(TIDYLOOM_SANITIZE)
+  target_compile_options(tidyloom_options INTERFACE -fsanitize=address,undefined -fno-omit-frame-pointer
+                                                    -fno-sanitize-recover=undefined)
+  target_link_options(tidyloom_options INTERFACE -fsanitize=address,undefined)
+endif()
+
+# Adds one GoogleTest binary for a subsystem folder; tests run with the folder's sources.
+function(tidyloom_add_test name)
+  if(NOT TIDYLOOM_BUILD_TESTS)
+    return()
+  endif()
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS;LABELS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE ${ARG_LIBS} tidyloom_testing GTest::gtest_main GTest::gmock
+                                        tidyloom_options)
+  set(labels ${ARG_LABELS})
+  if(NOT labels)
+    set(labels unit)
+  endif()
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES LABELS "${labels}"
+                       ENVIRONMENT "TIDYLOOM_BINARY_DIR=${CMAKE_BINARY_DIR}")
+endfunction()

@@ -1,0 +1,27 @@
+// The table of commands: each entry adds its subcommand and returns the handler to run.
+#pragma once
+
+#include <functional>
+#include <span>
+
+#include <CLI/CLI.hpp>
+
+#include "context.h"
+
+namespace tidyloom::cli {
+
+using Handler = std::function<int(Context&)>;
+using Setup = Handler (*)(CLI::App& command, Context& context);
+
+struct Command {
+  const char* name;
+  const char* summary;
+  Setup setup;
+};
+
+std::span<const Command> commands();
+
+// One setup function per command, each in its own file.
+Handler setupStatus(CLI::App& command, Context& context);
+
+}  // namespace tidyloom::cli

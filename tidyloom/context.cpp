@@ -1,0 +1,56 @@
+// Context: locations, output channels, confirmation and the Ctrl-C token.
+#include "context.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <iostream>
+
+#include "interrupt.h"
+#include "l10n/l10n.h"
+#include "output.h"
+
+namespace tidyloom::cli {
+
+const Locations& Context::locations() const {
+  if (!locations_) {
+    locations_ = fixtureMode() ? Locations::fixture(std::filesystem::absolute(options.fixture).lexically_normal())
+                               : Locations::live();
+  }
+  return *locations_;
+}
+
+std::stop_token Context::stopToken() const { return interruptToken(); }
+
+ProgressLine& Context::progress() {
+  if (!progress_) progress_.emplace(!options.noProgress && ::isatty(STDERR_FILENO) == 1);
+  return *progress_;
+}
+
+void Context::printJson(const nlohmann::json& document) const {
+  if (progress_) const_cast<ProgressLine&>(*progress_).clear();
+  std::cout << document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n' << std::flush;
+}
+
+void Context::note(const std::string& message) const {
+  if (progress_) const_cast<ProgressLine&>(*progress_).clear();
+  std::cerr << message << '\n';
+}
+
+void Context::warn(const std::string& message) const {
+  note(paint(L10n::translate("警告：%@", {message}), Colour::yellow));
+}
+
+void Context::error(const std::string& message) const { note("tidyloom: " + message); }
+
+bool Context::confirm(const std::string& question) const {
+  std::cerr << question << " " << L10n::translate("[y/N]") << " " << std::flush;
+  std::string answer;
+  if (!std::getline(std::cin, answer)) {
+    std::cerr << '\n';
+    return false;
+  }
+  return answer == "y" || answer == "Y" || answer == "yes" || answer == "YES" || answer == "是";
+}
+
+}  // namespace tidyloom::cli

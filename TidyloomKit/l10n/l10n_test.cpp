@@ -3,9 +3,12 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <regex>
 #include <set>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "l10n/l10n.h"
 
@@ -81,6 +84,73 @@ TEST_F(L10nTest, EveryChineseLiteralInTheSourcesHasAnEnglishEntry) {
   }
   EXPECT_GT(checked, 0u);
   for (const auto& m : missing) ADD_FAILURE() << "no matching English entry: " << m;
+}
+
+// Reads every catalogue file of the source tree as written (the compiled table keeps one entry per
+// source text, so duplicates across files are only visible here).
+struct CatalogueLine {
+  std::string file;
+  size_t line = 0;
+  std::string source;
+  std::string english;
+  bool wellFormed = false;
+};
+
+std::vector<CatalogueLine> catalogueLines() {
+  namespace fs = std::filesystem;
+  std::vector<CatalogueLine> lines;
+  for (const auto& entry : fs::directory_iterator(fs::path(TIDYLOOM_SOURCE_DIR) / "TidyloomKit/l10n/catalogue")) {
+    if (entry.path().extension() != ".tsv") continue;
+    std::ifstream in(entry.path());
+    std::string text;
+    for (size_t number = 1; std::getline(in, text); ++number) {
+      if (text.empty() || text.front() == '#') continue;
+      CatalogueLine line{entry.path().filename().string(), number, text, {}, false};
+      if (const size_t tab = text.find('\t'); tab != std::string::npos) {
+        line.source = text.substr(0, tab);
+        line.english = text.substr(tab + 1);
+        line.wellFormed = line.english.find('\t') == std::string::npos;
+      }
+      lines.push_back(std::move(line));
+    }
+  }
+  return lines;
+}
+
+TEST_F(L10nTest, EveryCatalogueEntryHasEnglishWithTheSamePlaceholders) {
+  const auto lines = catalogueLines();
+  EXPECT_GE(lines.size(), 100u);
+  for (const auto& line : lines) {
+    const std::string where = line.file + ":" + std::to_string(line.line);
+    if (!line.wellFormed) {
+      ADD_FAILURE() << where << ": not \"source<TAB>english\": " << line.source;
+      continue;
+    }
+    EXPECT_FALSE(line.english.empty()) << where << ": no English for " << line.source;
+    EXPECT_EQ(placeholders(line.english), placeholders(line.source)) << where << ": " << line.source;
+    EXPECT_TRUE(line.english.find_first_of("\r") == std::string::npos) << where << ": carriage return";
+  }
+}
+
+TEST_F(L10nTest, NoMessageIsTranslatedTwoWaysAcrossCatalogueFiles) {
+  std::map<std::string, const CatalogueLine*> first;
+  const auto lines = catalogueLines();
+  for (const auto& line : lines) {
+    if (!line.wellFormed) continue;
+    const auto [it, inserted] = first.emplace(line.source, &line);
+    if (!inserted && it->second->english != line.english) {
+      ADD_FAILURE() << line.source << ": \"" << it->second->english << "\" (" << it->second->file << ") vs \""
+                    << line.english << "\" (" << line.file << ")";
+    }
+  }
+}
+
+TEST_F(L10nTest, CompiledCatalogueKeepsEscapesAndTrailingSpaces) {
+  L10n::setLanguage(AppLanguage::english);
+  // Prefix messages are completed by their callers, so their trailing space matters.
+  EXPECT_EQ(L10n::translate("Homebrew 未能卸载 cask "), "Homebrew could not uninstall the cask ");
+  EXPECT_EQ(L10n::translate("受保护路径：%@", {"/x"}), "Protected path: /x");
+  EXPECT_EQ(L10n::translate("一条没有译文的消息"), "一条没有译文的消息");
 }
 
 }  // namespace

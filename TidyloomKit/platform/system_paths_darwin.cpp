@@ -1,0 +1,26 @@
+// macOS: "/var", "/tmp" and "/etc" are aliases of their "/private" folders.
+#include <sys/mount.h>
+#include <sys/stat.h>
+
+#include "platform/system_paths.h"
+
+namespace tidyloom::platform {
+
+std::string withPrivateAlias(std::string path) {
+  for (const std::string_view alias : {"/var", "/tmp", "/etc"}) {
+    if (path == alias || (path.size() > alias.size() && path.starts_with(alias) && path[alias.size()] == '/')) {
+      return "/private" + path;
+    }
+  }
+  return path;
+}
+
+std::span<const std::string_view> extraSystemPrefixes() { return {}; }
+
+std::optional<bool> isVolumeRoot(const std::string& path) {
+  struct statfs fs {};
+  if (::statfs(path.c_str(), &fs) != 0) return std::nullopt;
+  return path == fs.f_mntonname;
+}
+
+}  // namespace tidyloom::platform

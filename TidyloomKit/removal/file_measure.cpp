@@ -1,0 +1,77 @@
+// Size measurement with directory descriptors: no symbolic link is followed, no mount is crossed.
+#include "removal/file_measure.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <set>
+#include <utility>
+
+#include "platform/private_size.h"
+#include "removal/unique_fd.h"
+
+namespace tidyloom {
+namespace {
+
+using Inode = std::pair<std::uint64_t, std::uint64_t>;  // (device, inode)
+
+std::uint64_t regularFileBytes(int directoryFd, const char* name, const struct stat& info, const ScanTallyRef& tally) {
+  if (tally) tally->add();
+  const auto allocated = static_cast<std::uint64_t>(info.st_blocks) * 512u;
+  // A file with several links shares its blocks with them; its private size would not be freed.
+  if (info.st_nlink != 1) return allocated;
+  const auto privateBytes = platform::privateSize(directoryFd, name);
+  return privateBytes ? std::min(allocated, *privateBytes) : allocated;
+}
+
+class DirectoryBytes {
+ public:
+  DirectoryBytes(dev_t device, const ScanTallyRef& tally) : device_(device), tally_(tally) {}
+
+  std::uint64_t sum(int directoryFd) {
+    // fdopendir owns the descriptor from here on; closedir releases it.
+    DIR* dir = ::fdopendir(directoryFd);
+    if (!dir) {
+      (void)::close(directoryFd);
+      return 0;
+    }
+    std::uint64_t total = 0;
+    while (const dirent* entry = ::readdir(dir)) {
+      const std::string_view name = entry->d_name;
+      if (name == "." || name == "..") continue;
+      struct stat info {};
+      if (::fstatat(::dirfd(dir), entry->d_name, &info, AT_SYMLINK_NOFOLLOW) != 0) continue;
+      if (info.st_dev != device_) continue;
+      if (info.st_nlink > 1 && !S_ISDIR(info.st_mode) && !seen_.insert({info.st_dev, info.st_ino}).second) continue;
+      if (S_ISREG(info.st_mode)) {
+        total += regularFileBytes(::dirfd(dir), entry->d_name, info, tally_);
+      } else if (S_ISDIR(info.st_mode)) {
+        const int child = ::openat(::dirfd(dir), entry->d_name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        if (child >= 0) total += sum(child);
+      }
+    }
+    ::closedir(dir);
+    return total;
+  }
+
+ private:
+  dev_t device_;
+  const ScanTallyRef& tally_;
+  std::set<Inode> seen_;
+};
+
+}  // namespace
+
+std::uint64_t FileMeasure::byteSize(const std::filesystem::path& url, const ScanTallyRef& tally) {
+  struct stat info {};
+  if (::lstat(url.c_str(), &info) != 0) return 0;
+  if (S_ISREG(info.st_mode)) return regularFileBytes(AT_FDCWD, url.c_str(), info, tally);
+  if (!S_ISDIR(info.st_mode)) return 0;
+  const int fd = ::open(url.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (fd < 0) return 0;
+  return DirectoryBytes(info.st_dev, tally).sum(fd);
+}
+
+}  // namespace tidyloom

@@ -1,0 +1,18 @@
+// FileMeasure: the bytes that deleting an item frees (allocated, clone-aware, hard links once).
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+
+#include "core/scan_progress.h"
+
+namespace tidyloom {
+
+struct FileMeasure {
+  // A regular file: its allocated bytes, or its private size when that is smaller. A folder: the
+  // sum over its tree on the same device, each (device, inode) counted once. Anything else, or a
+  // path that cannot be read: 0. Each regular file measured is credited to `tally` when given.
+  static std::uint64_t byteSize(const std::filesystem::path& url, const ScanTallyRef& tally = nullptr);
+};
+
+}  // namespace tidyloom

@@ -1,0 +1,28 @@
+// WhitelistPolicy: the built-in default and safety patterns, expansion of user patterns, and matching.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace tidyloom {
+
+struct WhitelistPolicy {
+  // Patterns used only when the user has no whitelist file, joined to `home`.
+  static std::vector<std::string> defaults(const std::string& home);
+  // Patterns always in force whatever the user's file says, joined to `home`.
+  static std::vector<std::string> safety(const std::string& home);
+
+  // Trims each pattern, drops blanks and "#" comments, expands "${HOME}", "$HOME" and a leading
+  // "~" to `home`, and keeps the first of any duplicates (order preserved).
+  static std::vector<std::string> expand(const std::vector<std::string>& patterns, const std::string& home);
+
+  // The pattern itself and, when its directory part resolves through symbolic links to another
+  // text, the same pattern on the resolved directory.
+  static std::vector<std::string> patternVariants(const std::string& pattern);
+
+  // True when `path` (as given or with links resolved) matches a pattern with fnmatch and no flags
+  // (so "*" also crosses "/"); with `includeDescendants`, anything below a pattern matches too.
+  static bool protects(const std::string& path, const std::vector<std::string>& patterns, bool includeDescendants);
+};
+
+}  // namespace tidyloom

@@ -23,5 +23,7 @@ std::span<const Command> commands();
 
 // One setup function per command, each in its own file.
 Handler setupStatus(CLI::App& command, Context& context);
+Handler setupHistory(CLI::App& command, Context& context);
+Handler setupStats(CLI::App& command, Context& context);
 
 }  // namespace tidyloom::cli

@@ -1,0 +1,72 @@
+// Run recording: statistics first, then the history, under one lock shared by all tidyloom processes.
+#include "run_recording.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+
+#include "history/history_store.h"
+#include "history/usage_stats_store.h"
+#include "l10n/l10n.h"
+
+namespace tidyloom::cli {
+namespace {
+
+// The stores do read-modify-write without locking; two tidyloom runs finishing together would
+// otherwise lose one of the entries. The lock is advisory and best effort: without it we still record.
+class RecordingLock {
+ public:
+  explicit RecordingLock(const std::filesystem::path& folder) {
+    std::error_code ignored;
+    std::filesystem::create_directories(folder, ignored);
+    fd_ = ::open((folder / ".history.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644);
+    if (fd_ >= 0) {
+      while (::flock(fd_, LOCK_EX) != 0 && errno == EINTR) {
+      }
+    }
+  }
+  ~RecordingLock() {
+    if (fd_ >= 0) ::close(fd_);  // closing releases the lock
+  }
+  RecordingLock(const RecordingLock&) = delete;
+  RecordingLock& operator=(const RecordingLock&) = delete;
+
+ private:
+  int fd_ = -1;
+};
+
+const char* statusOf(const RunReport& report) {
+  if (report.failed.empty()) return kRunStatusOK;
+  return report.removed.empty() ? kRunStatusFailed : kRunStatusPartial;
+}
+
+}  // namespace
+
+void recordRun(Context& context, const std::string& feature, RemovalMode mode, const RunReport& report,
+               std::uint64_t scannedFiles) {
+  const auto handled = report.removed.size() + report.failed.size();
+  if (handled == 0) return;
+  const auto& folder = context.locations().applicationSupport;
+  const auto now = std::chrono::system_clock::now();
+  const RecordingLock lock(folder);
+  const HistoryStore history(folder / HistoryStore::kFileName);
+
+  // Statistics before the history: a first record seeds from the history, which must not yet
+  // hold this run, or its bytes would count twice.
+  try {
+    (void)UsageStatsStore(folder / UsageStatsStore::kFileName, history).record(report.freedBytes, scannedFiles, now);
+  } catch (const std::exception& e) {
+    context.warn(L10n::translate("无法更新使用统计：%@", {e.what()}));
+  }
+  try {
+    history.append(HistoryEntry::make(feature, now, static_cast<std::int64_t>(handled), report.freedBytes,
+                                      rawValue(mode), statusOf(report), report.removed));
+  } catch (const std::exception& e) {
+    context.warn(L10n::translate("无法将本次运行记入历史：%@", {e.what()}));
+  }
+}
+
+}  // namespace tidyloom::cli

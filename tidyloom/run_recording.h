@@ -1,0 +1,24 @@
+// Records a finished removal run in the run history and the usage statistics.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "context.h"
+#include "core/records.h"
+
+namespace tidyloom::cli {
+
+// Status texts of a recorded run: none failed, some failed, all failed.
+inline constexpr const char* kRunStatusOK = "ok";
+inline constexpr const char* kRunStatusPartial = "partial";
+inline constexpr const char* kRunStatusFailed = "failed";
+
+// Appends one history entry for `feature` (the command name) with removed + failed as its item
+// count and the removed paths, and adds the freed bytes and `scannedFiles` to the statistics.
+// A run that handled no path records nothing. Never throws: a failure to record becomes a
+// warning, so the run's own result is always reported.
+void recordRun(Context& context, const std::string& feature, RemovalMode mode, const RunReport& report,
+               std::uint64_t scannedFiles);
+
+}  // namespace tidyloom::cli

@@ -32,6 +32,11 @@ void Context::printJson(const nlohmann::json& document) const {
   std::cout << document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n' << std::flush;
 }
 
+void Context::printJsonLine(const nlohmann::json& document) const {
+  if (progress_) const_cast<ProgressLine&>(*progress_).clear();
+  std::cout << document.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n' << std::flush;
+}
+
 void Context::note(const std::string& message) const {
   if (progress_) const_cast<ProgressLine&>(*progress_).clear();
   std::cerr << message << '\n';

@@ -39,6 +39,8 @@ class Context {
   ProgressLine& progress();
 
   void printJson(const nlohmann::json& document) const;
+  // One compact document on a line of its own (for series such as `status --watch`).
+  void printJsonLine(const nlohmann::json& document) const;
   // A message for the person on standard error.
   void note(const std::string& message) const;
   void warn(const std::string& message) const;

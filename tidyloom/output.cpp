@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 #include <fmt/format.h>
@@ -143,6 +144,16 @@ std::string paint(const std::string& text, Colour colour) {
                      : colour == Colour::dim    ? "2"
                                                 : "1";
   return fmt::format("\033[{}m{}\033[0m", code, text);
+}
+
+std::string alignedPairs(const std::vector<std::pair<std::string, std::string>>& rows) {
+  size_t width = 0;
+  for (const auto& [label, value] : rows) width = std::max(width, displayWidth(label));
+  std::string out;
+  for (const auto& [label, value] : rows) {
+    out += paint(label, Colour::dim) + std::string(width - displayWidth(label) + 2, ' ') + value + '\n';
+  }
+  return out;
 }
 
 Table::Table(std::vector<std::string> headers, std::vector<Align> aligns)

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace tidyloom::cli {
@@ -24,6 +25,9 @@ bool hasControlCharacter(std::string_view text);
 enum class Colour { none, red, green, yellow, dim, bold };
 // Colour only when standard output is a terminal and NO_COLOR is not set.
 std::string paint(const std::string& text, Colour colour);
+
+// "label  value" lines with the values lined up, for short summaries.
+std::string alignedPairs(const std::vector<std::pair<std::string, std::string>>& rows);
 
 class Table {
  public:

@@ -82,13 +82,11 @@ std::optional<ProcStat> parseProcStat(std::string_view line) {
 double lifetimeCpuPercent(std::uint64_t cpuTicks, std::uint64_t startTicks, std::uint64_t ticksPerSecond,
                           double uptimeSeconds) {
   if (ticksPerSecond == 0 || !(uptimeSeconds > 0)) return 0;
-  // procps: whole seconds of life, and tenths of a percent by integer division.
-  const auto uptime = static_cast<std::uint64_t>(uptimeSeconds);
-  const std::uint64_t started = startTicks / ticksPerSecond;
-  const std::uint64_t seconds = uptime > started ? uptime - started : 0;
-  if (seconds == 0) return 0;
-  const std::uint64_t tenths = (cpuTicks * 1000 / ticksPerSecond) / seconds;
-  return static_cast<double>(tenths) / 10.0;
+  // procps: milliseconds of CPU time over the (fractional) seconds of life, truncated to tenths.
+  const double seconds = uptimeSeconds - static_cast<double>(startTicks) / static_cast<double>(ticksPerSecond);
+  if (!(seconds > 0)) return 0;
+  const auto tenths = std::floor(static_cast<double>(cpuTicks * 1000 / ticksPerSecond) / seconds);
+  return tenths / 10.0;
 }
 
 }  // namespace tidyloom::platform

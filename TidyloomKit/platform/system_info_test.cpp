@@ -49,11 +49,13 @@ TEST(ProcStatTest, ReadsNameWithParenthesesAndTheCpuAndStartFields) {
 }
 
 TEST(ProcStatTest, CpuPercentIsLifetimeTimeOverElapsedInTenths) {
-  // 30 s of CPU over a 120 s life: 25.0%; ps truncates to tenths.
-  EXPECT_DOUBLE_EQ(lifetimeCpuPercent(3000, 100 * 100, 100, 220.9), 25.0);
+  // 30 s of CPU over a 120.9 s life: 24.81...%, truncated to tenths as ps shows it.
+  EXPECT_DOUBLE_EQ(lifetimeCpuPercent(3000, 100 * 100, 100, 220.9), 24.8);
   EXPECT_DOUBLE_EQ(lifetimeCpuPercent(1000, 0, 100, 30.0), 33.3);
-  // A process younger than a second, or a clock that makes no sense, reads 0 rather than dividing by 0.
-  EXPECT_DOUBLE_EQ(lifetimeCpuPercent(50, 1000, 100, 10.5), 0.0);
+  // A process started half a second ago is judged over that half second, not rounded to nothing.
+  EXPECT_DOUBLE_EQ(lifetimeCpuPercent(25, 1000, 100, 10.5), 50.0);
+  // A clock that makes no sense reads 0 rather than dividing by 0.
+  EXPECT_DOUBLE_EQ(lifetimeCpuPercent(50, 1000, 100, 10.0), 0.0);
   EXPECT_DOUBLE_EQ(lifetimeCpuPercent(50, 0, 0, 10.0), 0.0);
   // Several busy threads can exceed 100%.
   EXPECT_DOUBLE_EQ(lifetimeCpuPercent(2000, 0, 100, 10.0), 200.0);

@@ -12,7 +12,7 @@
 #include "core/engine_error.h"
 #include "core/locations.h"
 #include "l10n/l10n.h"
-#include "status/folder_size.h"
+#include "removal/file_measure.h"
 
 namespace tidyloom {
 namespace {
@@ -25,7 +25,7 @@ class LiveSources final : public StatusSources {
   double uptimeSeconds() const override { return platform::uptimeSeconds(); }
   platform::VolumeCapacity startupVolume() const override { return platform::volumeCapacity("/"); }
   platform::ProcessList processes(std::size_t limit) const override { return platform::processList(limit); }
-  std::uint64_t trashSize() const override { return folderByteSize(trash_); }
+  std::uint64_t trashSize() const override { return FileMeasure::byteSize(trash_); }
   SystemTime now() const override { return nowSeconds(); }
 
  private:

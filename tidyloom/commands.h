@@ -25,5 +25,7 @@ std::span<const Command> commands();
 Handler setupStatus(CLI::App& command, Context& context);
 Handler setupHistory(CLI::App& command, Context& context);
 Handler setupStats(CLI::App& command, Context& context);
+Handler setupRules(CLI::App& command, Context& context);
+Handler setupSystem(CLI::App& command, Context& context);
 
 }  // namespace tidyloom::cli

@@ -8,7 +8,6 @@ namespace tidyloom::cli {
 std::span<const Command> commands() {
   static constexpr std::array kCommands{
       Command{"rules", "Check a rule file of clean targets", setupRules},
-      Command{"system", "Scan system-wide caches and logs", setupSystem},
       Command{"status", "Show a snapshot of the machine's state with a health score", setupStatus},
       Command{"history", "List finished runs, newest first, or export them", setupHistory},
       Command{"stats", "Show days of use, bytes freed and files scanned", setupStats},

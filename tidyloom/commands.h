@@ -26,6 +26,5 @@ Handler setupStatus(CLI::App& command, Context& context);
 Handler setupHistory(CLI::App& command, Context& context);
 Handler setupStats(CLI::App& command, Context& context);
 Handler setupRules(CLI::App& command, Context& context);
-Handler setupSystem(CLI::App& command, Context& context);
 
 }  // namespace tidyloom::cli

@@ -18,10 +18,10 @@ std::string count(size_t n) { return std::to_string(n); }
 
 void printSummary(const std::string& source, const ScanRuleConfig& config) {
   std::cout << L10n::translate("规则文件有效：%@", {printablePath(source)}) << "\n\n";
-  Table sections({L10n::translate("清理分组"), L10n::translate("路径"), L10n::translate("通配模式"),
-                  L10n::translate("绝对路径"), L10n::translate("范围")},
-                 {Table::Align::left, Table::Align::right, Table::Align::right, Table::Align::right,
-                  Table::Align::left});
+  Table sections(
+      {L10n::translate("清理分组"), L10n::translate("路径"), L10n::translate("通配模式"), L10n::translate("绝对路径"),
+       L10n::translate("范围")},
+      {Table::Align::left, Table::Align::right, Table::Align::right, Table::Align::right, Table::Align::left});
   for (const SectionRule& rule : config.cleanRules) {
     sections.add({rule.id, count(rule.relativePaths.size()), count(rule.relativePathPatterns.size()),
                   count(rule.absolutePaths.size()),
@@ -40,15 +40,14 @@ void printSummary(const std::string& source, const ScanRuleConfig& config) {
   totals.add({L10n::translate("按时间清理的缓存"), count(config.ageGatedCaches.size())});
   totals.add({L10n::translate("设备固件目录"), count(config.deviceFirmwareRoots.size())});
   totals.add({L10n::translate("邮件附件目录"), count(config.mailDownloadRoots.size())});
-  totals.add({L10n::translate("日志文件模式"), config.logFiles.projectLogs.namePattern.empty()
-                                                    ? L10n::translate("无")
-                                                    : L10n::translate("有")});
+  totals.add({L10n::translate("日志文件模式"),
+              config.logFiles.projectLogs.namePattern.empty() ? L10n::translate("无") : L10n::translate("有")});
   std::cout << totals.render();
 }
 
 int check(Context& context, const RulesOptions& options) {
   const CleanTargetsStore store = ruleStore(context, options.file);
-  const std::string source = store.fileURL                           ? store.fileURL->string()
+  const std::string source = store.fileURL ? store.fileURL->string()
                              : CleanTargetsStore::defaultFileURL(store.platform)
                                  ? CleanTargetsStore::defaultFileURL(store.platform)->string()
                                  : L10n::translate("内置规则（%@）", {CleanTargetsStore::resourceName(store.platform)});

@@ -7,14 +7,14 @@ namespace tidyloom {
 namespace {
 
 constexpr std::array<std::string_view, 18> kDeveloperNames{
-    "xcode",  "simulator", "gradle",      "rust",     "github",       "clang",
-    "pyinstaller", "pnpm",  "goModules",  "claude",   "codex",        "antigravity",
-    "devtools", "agentBrowser", "electronTools", "messaging", "frontendBuild", "tart"};
+    "xcode",       "simulator",    "gradle",        "rust",      "github",        "clang",
+    "pyinstaller", "pnpm",         "goModules",     "claude",    "codex",         "antigravity",
+    "devtools",    "agentBrowser", "electronTools", "messaging", "frontendBuild", "tart"};
 
 constexpr std::array<std::string_view, 25> kProductNames{
-    "chrome", "edge",   "brave",  "firefox", "arc",     "vivaldi",         "qqbrowser",   "dia",     "utm",
-    "dropbox", "googleDrive", "oneDrive", "mail", "jianying", "futu", "vscode", "cursor", "zed",
-    "codebuddyShared", "codebuddyCN", "discord", "legcord", "slack", "teams", "mihomoParty"};
+    "chrome",          "edge",        "brave",    "firefox", "arc",      "vivaldi", "qqbrowser",  "dia",    "utm",
+    "dropbox",         "googleDrive", "oneDrive", "mail",    "jianying", "futu",    "vscode",     "cursor", "zed",
+    "codebuddyShared", "codebuddyCN", "discord",  "legcord", "slack",    "teams",   "mihomoParty"};
 
 template <typename Family, size_t N>
 std::optional<Family> lookup(const std::array<std::string_view, N>& names, std::string_view raw) {

@@ -8,8 +8,24 @@ namespace tidyloom {
 
 struct DeveloperCacheActivity {
   enum class Family {
-    xcode, simulator, gradle, rust, github, clang, pyinstaller, pnpm, goModules, claude, codex,
-    antigravity, devtools, agentBrowser, electronTools, messaging, frontendBuild, tart,
+    xcode,
+    simulator,
+    gradle,
+    rust,
+    github,
+    clang,
+    pyinstaller,
+    pnpm,
+    goModules,
+    claude,
+    codex,
+    antigravity,
+    devtools,
+    agentBrowser,
+    electronTools,
+    messaging,
+    frontendBuild,
+    tart,
   };
   static std::string_view rawValue(Family family);
   static std::optional<Family> familyFromRaw(std::string_view raw);
@@ -17,9 +33,31 @@ struct DeveloperCacheActivity {
 
 struct ProductProcessActivity {
   enum class Family {
-    chrome, edge, brave, firefox, arc, vivaldi, qqbrowser, dia, utm, dropbox, googleDrive, oneDrive,
-    mail, jianying, futu, vscode, cursor, zed, codebuddyShared, codebuddyCN, discord, legcord, slack,
-    teams, mihomoParty,
+    chrome,
+    edge,
+    brave,
+    firefox,
+    arc,
+    vivaldi,
+    qqbrowser,
+    dia,
+    utm,
+    dropbox,
+    googleDrive,
+    oneDrive,
+    mail,
+    jianying,
+    futu,
+    vscode,
+    cursor,
+    zed,
+    codebuddyShared,
+    codebuddyCN,
+    discord,
+    legcord,
+    slack,
+    teams,
+    mihomoParty,
   };
   static std::string_view rawValue(Family family);
   static std::optional<Family> familyFromRaw(std::string_view raw);

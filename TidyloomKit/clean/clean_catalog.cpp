@@ -21,7 +21,7 @@ const ScanRuleConfig& CleanCatalog::config() {
 }
 
 const std::set<std::string>& CleanCatalog::knownSectionIDs() {
-  static const std::set<std::string> ids{"userCaches",  "userLogs",      "devCaches", "appCaches",
+  static const std::set<std::string> ids{"userCaches", "userLogs",      "devCaches", "appCaches",
                                          "brewCaches", "crashReporter", "trash"};
   return ids;
 }
@@ -32,10 +32,10 @@ const std::set<CleanSurface>& SmartCleanCatalog::surfaces() {
 }
 
 const std::set<std::string>& SmartCleanCatalog::allowedSections() {
-  static const std::set<std::string> set{
-      "userCaches",     "userLogs",           "brewCaches",    "appCaches",   "systemCaches",
-      "appLeftovers",   "crashReporter",      "mailDownloads", "browserOldVersions",
-      "deviceFirmware", "recentItems",        "handoffPasteboard", "oldInstallers", "trash"};
+  static const std::set<std::string> set{"userCaches",         "userLogs",       "brewCaches",    "appCaches",
+                                         "systemCaches",       "appLeftovers",   "crashReporter", "mailDownloads",
+                                         "browserOldVersions", "deviceFirmware", "recentItems",   "handoffPasteboard",
+                                         "oldInstallers",      "trash"};
   return set;
 }
 

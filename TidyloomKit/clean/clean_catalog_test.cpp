@@ -31,9 +31,8 @@ TEST(PathPatternTest, WildcardMatchesWithinOneComponentAndNeverThroughLinksOrHid
   tree.symlink("Library/Application Support/Qux2/Cache", tree.path("outside/Cache"));
 
   const auto found = expandRelativePathPattern("Library/Application Support/*/Cache", tree.root());
-  EXPECT_EQ(relativeNames(found, tree.root()),
-            (std::vector<std::string>{"Library/Application Support/Bar Baz/Cache",
-                                      "Library/Application Support/Foo/Cache"}));
+  EXPECT_EQ(relativeNames(found, tree.root()), (std::vector<std::string>{"Library/Application Support/Bar Baz/Cache",
+                                                                         "Library/Application Support/Foo/Cache"}));
 }
 
 TEST(PathPatternTest, HiddenComponentsMatchHiddenEntriesAndMetacharactersAreLiteral) {

@@ -22,14 +22,22 @@ using Kind = LoadError::Kind;
 
 std::string_view messageFormat(Kind kind) {
   switch (kind) {
-    case Kind::unknownSection: return "不支持的清理分组：%@";
-    case Kind::emptyRule: return "清理分组 %@ 没有任何路径";
-    case Kind::invalidRelativePath: return "相对路径无效：%@";
-    case Kind::invalidAbsolutePath: return "绝对路径无效：%@";
-    case Kind::unknownFamily: return "不支持的进程分组：%@";
-    case Kind::invalidEntry: return "规则无效：%@";
-    case Kind::missingFile: return "找不到 clean_targets.json";
-    case Kind::emptyDocument: return "clean_targets.json 没有任何规则";
+    case Kind::unknownSection:
+      return "不支持的清理分组：%@";
+    case Kind::emptyRule:
+      return "清理分组 %@ 没有任何路径";
+    case Kind::invalidRelativePath:
+      return "相对路径无效：%@";
+    case Kind::invalidAbsolutePath:
+      return "绝对路径无效：%@";
+    case Kind::unknownFamily:
+      return "不支持的进程分组：%@";
+    case Kind::invalidEntry:
+      return "规则无效：%@";
+    case Kind::missingFile:
+      return "找不到 clean_targets.json";
+    case Kind::emptyDocument:
+      return "clean_targets.json 没有任何规则";
   }
   return {};
 }

@@ -1,8 +1,8 @@
 // ICU regular expressions for rule patterns and path-pattern components.
 #include "clean/icu_regex.h"
 
-#include <unicode/regex.h>
 #include <unicode/locid.h>
+#include <unicode/regex.h>
 #include <unicode/unistr.h>
 
 namespace tidyloom {

@@ -32,7 +32,7 @@ std::string componentExpression(const std::string& component) {
 
 bool isSymbolicLink(DIR* dir, const dirent& entry) {
   if (entry.d_type != DT_UNKNOWN) return entry.d_type == DT_LNK;
-  struct stat info{};
+  struct stat info {};
   // When the attribute cannot be read the link test is passed over, as the entry is still listed.
   if (::fstatat(::dirfd(dir), entry.d_name, &info, AT_SYMLINK_NOFOLLOW) != 0) return false;
   return S_ISLNK(info.st_mode);

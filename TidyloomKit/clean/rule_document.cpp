@@ -82,8 +82,9 @@ class Node {
   }
   std::string child(const char* key) const { return path_.empty() ? key : path_ + "." + key; }
   static DecodingError typeError(const std::string& path, const char* expected) {
-    return DecodingError(L10n::translate("规则文件中 %@ 的类型不对，应为%@",
-                                         {path.empty() ? L10n::translate("文件顶层") : path, L10n::translate(expected)}));
+    return DecodingError(
+        L10n::translate("规则文件中 %@ 的类型不对，应为%@",
+                        {path.empty() ? L10n::translate("文件顶层") : path, L10n::translate(expected)}));
   }
 
   const json& value_;
@@ -146,8 +147,8 @@ ScanRuleConfig::VersionedCaches decodeVersionedCaches(const Node& node) {
   if (auto toolbox = node.optional("jetbrainsToolboxApps")) caches.jetbrainsToolboxApps = toolbox->string();
   for (const Node& item : node.required("agentVersions").array()) {
     item.object();
-    caches.agentVersions.push_back({.versions = item.required("versions").string(),
-                                    .launcher = item.required("launcher").string()});
+    caches.agentVersions.push_back(
+        {.versions = item.required("versions").string(), .launcher = item.required("launcher").string()});
   }
   caches.xcodeDeviceSupport = node.required("xcodeDeviceSupport").strings();
   return caches;

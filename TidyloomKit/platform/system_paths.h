@@ -18,4 +18,12 @@ std::span<const std::string_view> extraSystemPrefixes();
 // Whether `path` is the root of a mounted volume; nullopt when that cannot be read.
 std::optional<bool> isVolumeRoot(const std::string& path);
 
+// Whether the directory `name` in `directoryFd` is the root of a mount (bind mounts included);
+// nullopt when the system cannot tell, and callers then rely on comparing devices.
+std::optional<bool> isMountRootAt(int directoryFd, const char* name);
+
+// Opens the folder `name` in `directoryFd` for lookups only (no read permission needed), without
+// following a symbolic link. Returns -1 with errno set on failure.
+int openDirectoryForLookup(int directoryFd, const char* name);
+
 }  // namespace tidyloom::platform

@@ -1,4 +1,5 @@
 // macOS: "/var", "/tmp" and "/etc" are aliases of their "/private" folders.
+#include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 
@@ -21,6 +22,12 @@ std::optional<bool> isVolumeRoot(const std::string& path) {
   struct statfs fs {};
   if (::statfs(path.c_str(), &fs) != 0) return std::nullopt;
   return path == fs.f_mntonname;
+}
+
+std::optional<bool> isMountRootAt(int /*directoryFd*/, const char* /*name*/) { return std::nullopt; }
+
+int openDirectoryForLookup(int directoryFd, const char* name) {
+  return ::openat(directoryFd, name, O_SEARCH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
 }
 
 }  // namespace tidyloom::platform

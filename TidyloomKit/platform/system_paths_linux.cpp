@@ -30,4 +30,15 @@ std::optional<bool> isVolumeRoot(const std::string& path) {
   return self.st_dev != parent.st_dev || path == "/";
 }
 
+std::optional<bool> isMountRootAt(int directoryFd, const char* name) {
+  struct statx info {};
+  if (::statx(directoryFd, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, STATX_TYPE, &info) != 0) return std::nullopt;
+  if (!(info.stx_attributes_mask & STATX_ATTR_MOUNT_ROOT)) return std::nullopt;
+  return (info.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+}
+
+int openDirectoryForLookup(int directoryFd, const char* name) {
+  return ::openat(directoryFd, name, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+}
+
 }  // namespace tidyloom::platform

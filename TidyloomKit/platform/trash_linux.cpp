@@ -1,0 +1,272 @@
+// Linux Trash after the freedesktop.org Trash specification 1.0: the home trash for items on the
+// home's file system, $topdir/.Trash/$uid or $topdir/.Trash-$uid elsewhere; never a copy.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <sstream>
+#include <utility>
+#include <vector>
+
+#include "platform/trash.h"
+
+namespace tidyloom::platform {
+namespace fs = std::filesystem;
+namespace {
+
+std::error_code lastError() { return {errno, std::generic_category()}; }
+
+class Fd {
+ public:
+  explicit Fd(int fd = -1) : fd_(fd) {}
+  Fd(Fd&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+  Fd& operator=(Fd&& other) noexcept {
+    std::swap(fd_, other.fd_);
+    return *this;
+  }
+  ~Fd() {
+    if (fd_ >= 0) (void)::close(fd_);
+  }
+  int get() const { return fd_; }
+  bool valid() const { return fd_ >= 0; }
+
+ private:
+  int fd_;
+};
+
+// RFC 2396 escaping as the Trash info files use it: "/" and unreserved characters stay.
+std::string percentEncoded(const std::string& path) {
+  static constexpr char kHex[] = "0123456789ABCDEF";
+  std::string out;
+  for (const unsigned char c : path) {
+    const bool plain = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '/' ||
+                       c == '-' || c == '_' || c == '.' || c == '~';
+    if (plain) {
+      out += static_cast<char>(c);
+    } else {
+      out += '%';
+      out += kHex[c >> 4];
+      out += kHex[c & 15];
+    }
+  }
+  return out;
+}
+
+std::string percentDecoded(const std::string& text) {
+  std::string out;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '%' && i + 2 < text.size()) {
+      const std::string hex = text.substr(i + 1, 2);
+      char* end = nullptr;
+      const long value = std::strtol(hex.c_str(), &end, 16);
+      if (end == hex.c_str() + 2) {
+        out += static_cast<char>(value);
+        i += 2;
+        continue;
+      }
+    }
+    out += text[i];
+  }
+  return out;
+}
+
+// Opens `dir`, creating it with `mode` when missing; refuses a link or a non-folder.
+std::error_code openOrMakeDirectory(int atFd, const char* name, mode_t mode, Fd& out) {
+  if (::mkdirat(atFd, name, mode) != 0 && errno != EEXIST) return lastError();
+  Fd fd(::openat(atFd, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (!fd.valid()) return lastError();
+  out = std::move(fd);
+  return {};
+}
+
+std::error_code openOrMakePath(const fs::path& path, mode_t mode, Fd& out) {
+  Fd fd(::open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  for (const auto& component : path.relative_path()) {
+    Fd next;
+    if (const auto error = openOrMakeDirectory(fd.get(), component.c_str(), mode, next)) return error;
+    fd = std::move(next);
+  }
+  out = std::move(fd);
+  return {};
+}
+
+fs::path dataHome(const fs::path& home) {
+  const char* value = std::getenv("XDG_DATA_HOME");
+  if (value && value[0] == '/') return value;
+  return home / ".local" / "share";
+}
+
+dev_t deviceOfNearestExisting(fs::path path) {
+  struct stat info {};
+  while (::stat(path.c_str(), &info) != 0 && path.has_relative_path()) path = path.parent_path();
+  return info.st_dev;
+}
+
+// The top directory of the mount holding `folder`: the highest ancestor on the same device.
+fs::path topDirectory(fs::path folder, dev_t device) {
+  while (folder.has_relative_path()) {
+    struct stat info {};
+    if (::stat(folder.parent_path().c_str(), &info) != 0 || info.st_dev != device) break;
+    folder = folder.parent_path();
+  }
+  return folder;
+}
+
+struct TrashFolder {
+  Fd root, files, info;
+  fs::path topdir;  // empty for the home trash, whose info files hold absolute paths
+};
+
+std::error_code openTrashParts(TrashFolder& trash) {
+  if (const auto error = openOrMakeDirectory(trash.root.get(), "files", 0700, trash.files)) return error;
+  return openOrMakeDirectory(trash.root.get(), "info", 0700, trash.info);
+}
+
+std::error_code openVolumeTrash(const fs::path& topdir, dev_t device, TrashFolder& trash) {
+  const std::string uid = std::to_string(::getuid());
+  Fd top(::open(topdir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!top.valid()) return lastError();
+  struct stat info {};
+  // An administrator's shared .Trash counts only when it is a real, sticky folder.
+  const bool shared = ::fstatat(top.get(), ".Trash", &info, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(info.st_mode) &&
+                      (info.st_mode & S_ISVTX);
+  if (shared) {
+    Fd admin(::openat(top.get(), ".Trash", O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (admin.valid() && !openOrMakeDirectory(admin.get(), uid.c_str(), 0700, trash.root)) {
+      trash.topdir = topdir;
+      if (!openTrashParts(trash)) return {};
+    }
+  }
+  const std::string own = ".Trash-" + uid;
+  if (const auto error = openOrMakeDirectory(top.get(), own.c_str(), 0700, trash.root)) return error;
+  if (::fstat(trash.root.get(), &info) != 0) return lastError();
+  if (info.st_uid != ::getuid() || info.st_dev != device) return std::make_error_code(std::errc::permission_denied);
+  trash.topdir = topdir;
+  return openTrashParts(trash);
+}
+
+std::error_code openTrashFor(const TrashRequest& request, dev_t device, TrashFolder& trash) {
+  const fs::path home = dataHome(request.home) / "Trash";
+  if (deviceOfNearestExisting(home) == device) {
+    if (const auto error = openOrMakePath(home, 0700, trash.root)) return error;
+    return openTrashParts(trash);
+  }
+  return openVolumeTrash(topDirectory(request.originalPath.parent_path(), device), device, trash);
+}
+
+std::string deletionDate() {
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  ::localtime_r(&now, &local);
+  char text[32];
+  std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &local);
+  return text;
+}
+
+bool writeAll(int fd, const std::string& data) {
+  size_t done = 0;
+  while (done < data.size()) {
+    const ssize_t n = ::write(fd, data.data() + done, data.size() - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    done += static_cast<size_t>(n);
+  }
+  return true;
+}
+
+// Rewrites the folder-size cache: entries of items no longer in files/ go, the new one is added.
+void updateDirectorySizes(TrashFolder& trash, const std::string& name, std::uint64_t size, std::time_t mtime) {
+  std::string existing;
+  if (Fd in(::openat(trash.root.get(), "directorysizes", O_RDONLY | O_NOFOLLOW | O_CLOEXEC)); in.valid()) {
+    char buffer[65536];
+    for (ssize_t n; (n = ::read(in.get(), buffer, sizeof buffer)) > 0;) existing.append(buffer, static_cast<size_t>(n));
+  }
+  std::ostringstream out;
+  std::istringstream lines(existing);
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream fields(line);
+    std::string bytes, seconds, encoded;
+    if (!(fields >> bytes >> seconds >> encoded)) continue;
+    struct stat info {};
+    const std::string entry = percentDecoded(encoded);
+    if (entry == name || ::fstatat(trash.files.get(), entry.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) continue;
+    out << line << '\n';
+  }
+  out << size << ' ' << mtime << ' ' << percentEncoded(name) << '\n';
+  const std::string temp = ".directorysizes." + std::to_string(::getpid()) + ".tmp";
+  Fd fd(::openat(trash.root.get(), temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600));
+  if (!fd.valid()) return;
+  if (writeAll(fd.get(), out.str())) {
+    (void)::renameat(trash.root.get(), temp.c_str(), trash.root.get(), "directorysizes");
+  } else {
+    (void)::unlinkat(trash.root.get(), temp.c_str(), 0);
+  }
+}
+
+std::string candidateName(const std::string& name, int n) {
+  if (n == 1) return name;
+  const size_t dot = name.rfind('.');
+  if (dot == std::string::npos || dot == 0) return name + "_" + std::to_string(n);
+  return name.substr(0, dot) + "_" + std::to_string(n) + name.substr(dot);
+}
+
+}  // namespace
+
+std::error_code moveToTrash(const TrashRequest& request) {
+  struct stat item {};
+  if (::fstatat(request.parentFd, request.name.c_str(), &item, AT_SYMLINK_NOFOLLOW) != 0) return lastError();
+  TrashFolder trash;
+  if (const auto error = openTrashFor(request, item.st_dev, trash)) return error;
+  struct stat root {};
+  if (::fstat(trash.files.get(), &root) != 0) return lastError();
+  if (root.st_dev != item.st_dev) return std::make_error_code(std::errc::cross_device_link);
+
+  const std::string recorded = trash.topdir.empty() ? request.originalPath.string()
+                                                    : request.originalPath.lexically_relative(trash.topdir).string();
+  const std::string info = "[Trash Info]\nPath=" + percentEncoded(recorded) + "\nDeletionDate=" + deletionDate() + "\n";
+  for (int n = 1; n < 100000; ++n) {
+    const std::string candidate = candidateName(request.name, n);
+    const std::string infoName = candidate + ".trashinfo";
+    // The info file is created first and exclusively: it reserves the name against other tools.
+    Fd infoFd(::openat(trash.info.get(), infoName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (!infoFd.valid()) {
+      if (errno == EEXIST) continue;
+      return lastError();
+    }
+    struct stat taken {};
+    if (::fstatat(trash.files.get(), candidate.c_str(), &taken, AT_SYMLINK_NOFOLLOW) == 0) {
+      (void)::unlinkat(trash.info.get(), infoName.c_str(), 0);
+      continue;
+    }
+    if (!writeAll(infoFd.get(), info) || ::fsync(infoFd.get()) != 0) {
+      const auto error = lastError();
+      (void)::unlinkat(trash.info.get(), infoName.c_str(), 0);
+      return error;
+    }
+    if (const auto error = renameNoReplace(request.parentFd, request.name, trash.files.get(), candidate)) {
+      (void)::unlinkat(trash.info.get(), infoName.c_str(), 0);
+      if (error == std::errc::file_exists) continue;
+      return error;
+    }
+    if (request.isDirectory) {
+      struct stat written {};
+      const std::time_t mtime = ::fstat(infoFd.get(), &written) == 0 ? written.st_mtime : std::time(nullptr);
+      updateDirectorySizes(trash, candidate, request.byteSize, mtime);
+    }
+    return {};
+  }
+  return std::make_error_code(std::errc::file_exists);
+}
+
+bool finderAvailable() { return false; }
+
+std::error_code renameNoReplace(int fromFd, const std::string& from, int toFd, const std::string& to) {
+  if (::renameat2(fromFd, from.c_str(), toFd, to.c_str(), RENAME_NOREPLACE) == 0) return {};
+  return lastError();
+}
+
+}  // namespace tidyloom::platform

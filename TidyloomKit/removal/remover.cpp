@@ -1,0 +1,160 @@
+// The removal loop: check, measure, re-validate, remove; each path ends in the report or as gone.
+#include "removal/remover.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+
+#include "core/engine_error.h"
+#include "l10n/l10n.h"
+#include "removal/file_measure.h"
+#include "removal/safe_delete.h"
+
+namespace tidyloom {
+namespace fs = std::filesystem;
+namespace {
+
+bool isGone(const std::string& path) {
+  struct stat info {};
+  return ::lstat(path.c_str(), &info) != 0 && errno == ENOENT;
+}
+
+bool isPermissionError(const std::error_code& error) {
+  return error == std::errc::permission_denied || error == std::errc::operation_not_permitted;
+}
+
+std::string reasonFor(const std::error_code& error, RemovalMode mode) {
+  if (error.category() != std::generic_category()) return error.message();
+  switch (error.value()) {
+    case EACCES:
+    case EPERM:
+      return L10n::translate("权限不足");
+    case EXDEV:
+      return mode == RemovalMode::trash ? L10n::translate("该文件系统上没有可用的废纸篓")
+                                        : L10n::translate("包含另一个已挂载的文件系统，不会进入");
+    case ESTALE:
+    case ELOOP:
+    case ENOTDIR:
+      return L10n::translate("检查后已被替换，请重新扫描");
+    case EBUSY:
+      return L10n::translate("正在使用中");
+    case EROFS:
+      return L10n::translate("只读文件系统");
+    case ENOTEMPTY:
+      return L10n::translate("删除过程中文件夹里出现了新内容");
+    case ENOSPC:
+      return L10n::translate("磁盘空间不足");
+    default:
+      return error.message();
+  }
+}
+
+[[noreturn]] void fail(const std::string& path, const std::error_code& error, RemovalMode mode) {
+  const char* format = mode == RemovalMode::trash ? "无法移到废纸篓：%@（%@）" : "无法删除：%@（%@）";
+  throw EngineError::io(L10n::translate(format, {path, reasonFor(error, mode)}));
+}
+
+bool isApplicationBundle(const std::string& path, const std::string& applicationsFolder) {
+  const fs::path standard = fs::path(path).lexically_normal();
+  fs::path bundle = standard.has_filename() ? standard : standard.parent_path();
+  std::string extension = bundle.extension().string();
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return extension == ".app" && bundle.parent_path() == fs::path(applicationsFolder);
+}
+
+}  // namespace
+
+BoundedProbe::Result Remover::trashApplicationViaFinder(const std::string& path) {
+  return BoundedProbe::run("/usr/bin/osascript",
+                           {"-e", "on run argv", "-e", "set p to POSIX file (item 1 of argv)", "-e",
+                            "tell application \"Finder\" to delete p", "-e", "end run", path},
+                           std::chrono::seconds(30));
+}
+
+Remover::FinderRoute Remover::defaultFinderRoute() {
+  if (!platform::finderAvailable()) return {};
+  return &Remover::trashApplicationViaFinder;
+}
+
+void Remover::removeOne(const std::string& path, const ItemIdentity& identity, RemovalMode mode, std::uint64_t size,
+                        const fs::path& home) const {
+  OpenedItem item;
+  if (const auto error = openItem(fs::absolute(path), identity, item)) fail(path, error, mode);
+
+  if (mode == RemovalMode::permanent) {
+    auto error = SafeDelete::removeAt(item.parent.get(), item.name, identity, cancellation);
+    // Read-only folders of the user's own (module caches, for one) are made writable, then one retry.
+    if (isPermissionError(error) && makeOwnedDirectoriesWritable(item.parent.get(), item.name)) {
+      error = SafeDelete::removeAt(item.parent.get(), item.name, identity, cancellation);
+    }
+    if (error == std::errc::operation_canceled) throw EngineError::cancelled();
+    if (error) fail(path, error, mode);
+    return;
+  }
+
+  const platform::TrashRequest request{item.parent.get(),        item.name, item.parentPath / item.name,
+                                       identity.type == S_IFDIR, size,      home};
+  const auto error = trash(request);
+  if (!error) return;
+  if (isPermissionError(error) && finderRoute && isApplicationBundle(path, applicationsFolder)) {
+    const auto result = finderRoute(path);
+    if (result.status >= 128 || cancellation.stop_requested()) throw EngineError::cancelled();
+    if (result.status != 0 || !result.launched) {
+      throw EngineError::io(
+          L10n::translate("macOS 拒绝将应用移到废纸篓；请允许 Tidyloom 控制“访达”（系统设置 › 隐私与安全性 › "
+                          "自动化），或在访达中手动移到废纸篓"));
+    }
+    if (isGone(path)) return;
+    throw EngineError::io(L10n::translate("访达未能将应用移到废纸篓：%@", {path}));
+  }
+  fail(path, error, mode);
+}
+
+RunReport Remover::remove(const std::vector<std::string>& paths, RemovalMode mode, const ScanRoots& roots,
+                          RemovalScope scope, bool stopOnFailure, const BeforeRemoval& beforeRemoval) const {
+  RunReport report;
+  for (const auto& path : paths) {
+    throwIfCancelled(cancellation);
+    ItemIdentity identity;
+    if (const auto error = identityOf(path, identity); error == std::errc::no_such_file_or_directory) {
+      emit(RemovalFinished{path, true});
+      continue;
+    }
+    emit(RemovalStarted{path});
+    std::string reason;
+    try {
+      protection.assertRemovable(path, roots, scope);
+      const std::uint64_t size = FileMeasure::byteSize(path, tally);
+      if (beforeRemoval) beforeRemoval(path);
+      throwIfCancelled(cancellation);
+      removeOne(path, identity, mode, size, roots.home);
+      report.removed.push_back(path);
+      // A freed total past 2^64 bytes means the measurements are broken; nothing sane can follow.
+      if (__builtin_add_overflow(report.freedBytes, size, &report.freedBytes)) std::abort();
+      emit(RemovalFinished{path, true});
+      continue;
+    } catch (const EngineError& e) {
+      // A stopped Finder run or a cancelled re-validation ends the whole run.
+      if (e.isCancelled()) throw;
+      reason = e.message();
+    } catch (const std::exception& e) {
+      reason = e.what();
+    }
+    throwIfCancelled(cancellation);
+    if (isGone(path)) {
+      emit(RemovalFinished{path, true});
+      continue;
+    }
+    report.failed.push_back({path, reason});
+    emit(RemovalFinished{path, false});
+    if (stopOnFailure) break;
+  }
+  return report;
+}
+
+}  // namespace tidyloom

@@ -58,6 +58,10 @@ std::string reasonFor(const std::error_code& error, RemovalMode mode) {
   throw EngineError::io(L10n::translate(format, {path, reasonFor(error, mode)}));
 }
 
+// clang-format off
+constexpr std::string_view kFinderRefused = "macOS 拒绝将应用移到废纸篓；请允许 Tidyloom 控制“访达”（系统设置 › 隐私与安全性 › 自动化），或在访达中手动移到废纸篓";
+// clang-format on
+
 bool isApplicationBundle(const std::string& path, const std::string& applicationsFolder) {
   const fs::path standard = fs::path(path).lexically_normal();
   fs::path bundle = standard.has_filename() ? standard : standard.parent_path();
@@ -105,9 +109,7 @@ void Remover::removeOne(const std::string& path, const ItemIdentity& identity, R
     const auto result = finderRoute(path);
     if (result.status >= 128 || cancellation.stop_requested()) throw EngineError::cancelled();
     if (result.status != 0 || !result.launched) {
-      throw EngineError::io(
-          L10n::translate("macOS 拒绝将应用移到废纸篓；请允许 Tidyloom 控制“访达”（系统设置 › 隐私与安全性 › "
-                          "自动化），或在访达中手动移到废纸篓"));
+      throw EngineError::io(L10n::translate(kFinderRefused));
     }
     if (isGone(path)) return;
     throw EngineError::io(L10n::translate("访达未能将应用移到废纸篓：%@", {path}));

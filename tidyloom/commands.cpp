@@ -8,6 +8,9 @@ namespace tidyloom::cli {
 std::span<const Command> commands() {
   static constexpr std::array kCommands{
       Command{"rules", "Check a rule file of clean targets", setupRules},
+      Command{"analyze", "List a folder's contents, biggest first", setupAnalyze},
+      Command{"overview", "Show where the space in your home and on your volumes goes", setupOverview},
+      Command{"lens", "Map a folder tree's sizes and list any indexed folder, biggest first", setupLens},
       Command{"status", "Show a snapshot of the machine's state with a health score", setupStatus},
       Command{"history", "List finished runs, newest first, or export them", setupHistory},
       Command{"stats", "Show days of use, bytes freed and files scanned", setupStats},

@@ -26,5 +26,8 @@ Handler setupStatus(CLI::App& command, Context& context);
 Handler setupHistory(CLI::App& command, Context& context);
 Handler setupStats(CLI::App& command, Context& context);
 Handler setupRules(CLI::App& command, Context& context);
+Handler setupAnalyze(CLI::App& command, Context& context);
+Handler setupOverview(CLI::App& command, Context& context);
+Handler setupLens(CLI::App& command, Context& context);
 
 }  // namespace tidyloom::cli

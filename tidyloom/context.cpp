@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <cmath>
 #include <cstdio>
 #include <iostream>
 
@@ -47,6 +48,16 @@ void Context::warn(const std::string& message) const {
 }
 
 void Context::error(const std::string& message) const { note("tidyloom: " + message); }
+
+CLI::Validator positiveNumber() {
+  return CLI::Validator(
+      [](std::string& text) -> std::string {
+        double value = 0;
+        if (CLI::detail::lexical_cast(text, value) && value > 0 && std::isfinite(value)) return {};
+        return L10n::translate("必须是正数：%@", {text});
+      },
+      "POSITIVE");
+}
 
 bool Context::confirm(const std::string& question) const {
   std::cerr << question << " " << L10n::translate("[y/N]") << " " << std::flush;

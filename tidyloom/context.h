@@ -5,6 +5,7 @@
 #include <stop_token>
 #include <string>
 
+#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include "core/locations.h"
@@ -53,6 +54,9 @@ class Context {
   mutable std::optional<Locations> locations_;
   std::optional<ProgressLine> progress_;
 };
+
+// A CLI check that accepts numbers above zero, with a localised reason.
+CLI::Validator positiveNumber();
 
 // Throws CLI-level usage errors (exit 2) from handlers.
 struct UsageError {

@@ -1,7 +1,11 @@
 // tidyloom: the command-line front end. Parses, picks the language, runs one command handler.
+#include <algorithm>
 #include <clocale>
 #include <iostream>
 #include <map>
+#include <string>
+#include <string_view>
+#include <utility>
 
 #include "commands.h"
 #include "core/engine_error.h"
@@ -11,6 +15,48 @@
 
 namespace tidyloom::cli {
 namespace {
+
+// What a failed parse still needs: the language options and the first word that names the command.
+struct ArgumentScan {
+  std::string lang;
+  std::string fixture;
+  std::string command;
+};
+
+ArgumentScan scanArguments(int argc, char** argv) {
+  ArgumentScan scan;
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view arg = argv[i];
+    std::string* target = arg.starts_with("--lang")      ? &scan.lang
+                          : arg.starts_with("--fixture") ? &scan.fixture
+                                                         : nullptr;
+    if (target != nullptr && (arg == "--lang" || arg == "--fixture")) {
+      if (i + 1 < argc) *target = argv[++i];
+    } else if (target != nullptr && arg.find('=') != std::string_view::npos) {
+      *target = std::string(arg.substr(arg.find('=') + 1));
+    } else if (!arg.starts_with("-") && scan.command.empty()) {
+      scan.command = std::string(arg);
+    }
+  }
+  return scan;
+}
+
+// One line, whatever the parser said, localised where the reason is one we know.
+std::string usageReason(const CLI::ParseError& error, const ArgumentScan& scan) {
+  const bool known =
+      std::any_of(commands().begin(), commands().end(), [&](const Command& c) { return scan.command == c.name; });
+  if (!scan.command.empty() && !known) return L10n::translate("未知命令：%@", {scan.command});
+  if (scan.command.empty() && dynamic_cast<const CLI::ArgumentMismatch*>(&error) == nullptr) {
+    return L10n::translate("缺少命令");
+  }
+  std::string what = error.what();
+  std::replace(what.begin(), what.end(), '\n', ' ');
+  if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
+    const size_t colon = what.find(": ");
+    return L10n::translate("多余的参数：%@", {colon == std::string::npos ? what : what.substr(colon + 2)});
+  }
+  return what;
+}
 
 // --lang, else the stored language, else the locale (resolved inside L10n).
 bool applyLanguage(Context& context) {
@@ -55,7 +101,17 @@ int run(int argc, char** argv) {
   } catch (const CLI::CallForVersion& e) {
     return app.exit(e);
   } catch (const CLI::ParseError& e) {
-    std::cerr << "tidyloom: " << e.what() << "\n";
+    const ArgumentScan scan = scanArguments(argc, argv);
+    context.options.lang = scan.lang;
+    context.options.fixture = scan.fixture;
+    if (!applyLanguage(context)) {
+      context.options.lang.clear();
+      (void)applyLanguage(context);
+    }
+    const bool known =
+        std::any_of(commands().begin(), commands().end(), [&](const Command& c) { return scan.command == c.name; });
+    const std::string help = known ? "tidyloom " + scan.command : "tidyloom";
+    std::cerr << "tidyloom: " << L10n::translate("%@（见 %@ --help）", {usageReason(e, scan), help}) << "\n";
     return kExitUsage;
   }
   if (!applyLanguage(context)) {

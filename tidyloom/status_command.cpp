@@ -107,10 +107,10 @@ Handler setupStatus(CLI::App& command, Context& /*context*/) {
                     .add_option("--watch", options->watchSeconds,
                                 "Take a snapshot every SECONDS (until Ctrl-C, or --count times)")
                     ->type_name("SECONDS")
-                    ->check(CLI::PositiveNumber);
+                    ->check(positiveNumber());
   command.add_option("--count", options->count, "Number of snapshots to take with --watch")
       ->type_name("N")
-      ->check(CLI::PositiveNumber)
+      ->check(positiveNumber())
       ->needs(watch);
   return [options, watch](Context& context) { return run(context, *options, watch->count() > 0); };
 }

@@ -15,6 +15,8 @@
 #include <cstdlib>
 #include <sstream>
 
+#include "platform/pipe.h"
+
 extern char** environ;
 
 namespace tidyloom {
@@ -25,7 +27,7 @@ struct Pipe {
   int write = -1;
   bool open() {
     int fds[2];
-    if (::pipe2(fds, O_CLOEXEC) != 0) return false;
+    if (!platform::openCloseOnExecPipe(fds)) return false;
     read = fds[0];
     write = fds[1];
     return true;

@@ -1,5 +1,4 @@
 // tidyloom history: the finished runs, newest first, or the export document with --export N.
-#include <ctime>
 #include <iostream>
 
 #include <nlohmann/json.hpp>
@@ -7,6 +6,7 @@
 #include "commands.h"
 #include "history/history_store.h"
 #include "l10n/l10n.h"
+#include "local_time.h"
 #include "output.h"
 #include "run_recording.h"
 
@@ -16,14 +16,6 @@ namespace {
 struct HistoryOptions {
   std::int64_t exportLimit = -1;  // -1: list the runs instead
 };
-
-std::string localTime(HistoryTimestamp time) {
-  const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
-  std::tm local{};
-  if (::localtime_r(&seconds, &local) == nullptr) return {};
-  char buffer[32];
-  return std::strftime(buffer, sizeof buffer, "%Y-%m-%d %H:%M", &local) > 0 ? buffer : std::string{};
-}
 
 std::string modeText(const std::string& mode) {
   if (mode == "trash") return L10n::translate("移到废纸篓");
@@ -50,8 +42,9 @@ void printRuns(const std::vector<HistoryEntry>& entries) {
   std::uint64_t freed = 0;
   for (const auto& entry : entries) {
     freed += entry.freedBytes;
-    table.add({localTime(entry.timestamp), printablePath(entry.feature), std::to_string(entry.itemCount),
-               formatBytes(entry.freedBytes), modeText(entry.mode), statusText(entry.status)});
+    table.add({formatLocalTime(entry.timestamp, "%Y-%m-%d %H:%M"), printablePath(entry.feature),
+               std::to_string(entry.itemCount), formatBytes(entry.freedBytes), modeText(entry.mode),
+               statusText(entry.status)});
   }
   std::cout << table.render();
   std::cout << L10n::translate("共 %@ 次运行，释放 %@", {std::to_string(entries.size()), formatBytes(freed)}) << '\n';

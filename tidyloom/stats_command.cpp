@@ -7,6 +7,7 @@
 #include "commands.h"
 #include "history/usage_stats_store.h"
 #include "l10n/l10n.h"
+#include "local_time.h"
 #include "output.h"
 
 namespace tidyloom::cli {
@@ -23,6 +24,7 @@ Handler setupStats(CLI::App& /*command*/, Context& /*context*/) {
     }
     Table table({L10n::translate("统计"), L10n::translate("数值")}, {Table::Align::left, Table::Align::right});
     table.add({L10n::translate("使用天数"), std::to_string(stats.days(now, Calendar::current()))});
+    table.add({L10n::translate("首次使用"), formatLocalTime(stats.firstUse, "%Y-%m-%d")});
     table.add({L10n::translate("共释放"), formatBytes(stats.freedBytes)});
     table.add({L10n::translate("已扫描文件"), fmt::format("{}", stats.scannedFiles)});
     std::cout << table.render();

@@ -10,6 +10,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <set>
 #include <sstream>
@@ -160,7 +161,7 @@ TEST(StatusCommandTest, JsonIsExactlyOneSnapshotWithTrueFigures) {
   ASSERT_EQ(::statvfs("/", &fs), 0);
   EXPECT_EQ(json.at("disk_total_bytes").get<std::uint64_t>(), static_cast<std::uint64_t>(fs.f_blocks) * fs.f_frsize);
   EXPECT_GT(json.at("process_count").get<int>(), 1);
-  EXPECT_EQ(json.at("top_processes").size(), 5u);
+  EXPECT_EQ(json.at("top_processes").size(), std::min(5, json.at("process_count").get<int>()));
   EXPECT_EQ(json.at("disk_purgeable_bytes"), 0);
 }
 

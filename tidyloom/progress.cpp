@@ -32,7 +32,8 @@ void ProgressLine::update(const std::string& label, std::optional<std::uint64_t>
   }
   line += label;
   if (count) line += " " + std::to_string(*count);
-  if (!path.empty()) line += "  " + path;
+  // A file name may hold control characters; drawn raw they could move the cursor or worse.
+  if (!path.empty()) line += "  " + printablePath(path);
   line = truncateToWidth(line, static_cast<size_t>(width - 1));
   std::fprintf(stderr, "\r\033[K%s", line.c_str());
   std::fflush(stderr);

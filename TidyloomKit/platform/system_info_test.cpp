@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "platform/system_info.h"
 
 namespace tidyloom::platform {
@@ -77,7 +79,7 @@ TEST(SystemInfoTest, LiveReadsAgreeWithTheKernel) {
 
   const auto processes = processList(5);
   EXPECT_GT(processes.count, 1u);
-  ASSERT_EQ(processes.busiest.size(), 5u);
+  ASSERT_EQ(processes.busiest.size(), std::min<std::size_t>(5, processes.count));
   for (size_t i = 1; i < processes.busiest.size(); ++i) {
     EXPECT_GE(processes.busiest[i - 1].cpu, processes.busiest[i].cpu);
   }

@@ -1,6 +1,8 @@
 // Tests of the health rating, the snapshot's assembly and JSON, and the watch loop.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <nlohmann/json.hpp>
 
 #include <thread>
@@ -161,7 +163,7 @@ TEST(StatusEngineTest, LiveSnapshotMeasuresTheFixtureTrashAndTheRealMachine) {
   EXPECT_EQ(snapshot.trashSize, FileMeasure::byteSize(tree.path(".Trash")));
   EXPECT_GT(snapshot.processCount, 1);
   EXPECT_GT(snapshot.diskTotalBytes, 0u);
-  EXPECT_EQ(snapshot.topProcesses.size(), 5u);
+  EXPECT_EQ(snapshot.topProcesses.size(), std::min(5, snapshot.processCount));
 }
 
 }  // namespace

@@ -11,6 +11,8 @@ std::span<const Command> commands() {
       Command{"analyze", "List a folder's contents, biggest first", setupAnalyze},
       Command{"overview", "Show where the space in your home and on your volumes goes", setupOverview},
       Command{"lens", "Map a folder tree's sizes and list any indexed folder, biggest first", setupLens},
+      Command{"large", "List the biggest files by size, last use and kind", setupLarge},
+      Command{"dupes", "Find sets of identical files and the space their extra copies take", setupDupes},
       Command{"status", "Show a snapshot of the machine's state with a health score", setupStatus},
       Command{"history", "List finished runs, newest first, or export them", setupHistory},
       Command{"stats", "Show days of use, bytes freed and files scanned", setupStats},

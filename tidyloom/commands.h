@@ -29,5 +29,7 @@ Handler setupRules(CLI::App& command, Context& context);
 Handler setupAnalyze(CLI::App& command, Context& context);
 Handler setupOverview(CLI::App& command, Context& context);
 Handler setupLens(CLI::App& command, Context& context);
+Handler setupLarge(CLI::App& command, Context& context);
+Handler setupDupes(CLI::App& command, Context& context);
 
 }  // namespace tidyloom::cli

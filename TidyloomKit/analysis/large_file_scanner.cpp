@@ -1,23 +1,22 @@
-// The large-file walk: worker threads share one stack of folders under a condition variable, and
-// each lists a folder, keeps the files that reach the minimum and pushes the folders to enter.
+// The large-file walk: worker threads share one stack of folders; each reads a folder in bulk,
+// keeps the files that reach the minimum and pushes the folders to enter.
 #include "analysis/large_file_scanner.h"
 
 #include <algorithm>
-#include <condition_variable>
+#include <cstdlib>
+#include <memory>
 #include <mutex>
-#include <optional>
-#include <thread>
 #include <vector>
 
-#include "analysis/directory_entries.h"
+#include "analysis/checked_sum.h"
 #include "analysis/large_file_rules.h"
+#include "analysis/parallel_walk.h"
+#include "platform/bulk_reader.h"
 
 namespace tidyloom {
 namespace {
 
 namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
-constexpr auto kReportInterval = std::chrono::milliseconds(80);
 
 std::string resolved(const fs::path& path) {
   std::error_code error;
@@ -28,126 +27,142 @@ std::string resolved(const fs::path& path) {
   return text;
 }
 
-std::string childPath(const std::string& parent, const std::string& name) {
-  return parent == "/" ? "/" + name : parent + "/" + name;
+std::string childPath(const std::string& parent, std::string_view name) {
+  std::string path = parent == "/" ? std::string() : parent;
+  path += '/';
+  path += name;
+  return path;
 }
 
+FileTime lastUsedOf(const platform::BulkEntry& entry) {
+  using std::chrono::seconds;
+  return lastUsedDate(FileTime{seconds{entry.accessSeconds}}, FileTime{seconds{entry.modificationSeconds}});
+}
+
+constexpr platform::BulkReadOptions kReadOptions{.times = true, .identity = false};
+
 struct LargeFileWalk {
-  std::mutex mutex{};
-  std::condition_variable condition{};
-  LargeFileRules rules{};
+  explicit LargeFileWalk(ShouldStopCallback stop)
+      : shouldStop(std::move(stop)), pending([this] { return isStopped(); }) {}
+
+  LargeFileRules rules;
   std::uint64_t minimumBytes = 0;
   bool listsPackages = false;
-  std::optional<std::uint64_t> device;  // the walk stays on the root's volume
-  const LargeFileProgressCallback& progress;
-  const ShouldStopCallback& shouldStop;
-  ScanTallyRef tally{};
+  std::uint64_t device = 0;  // the walk stays on the root's volume
+  LargeFileProgressCallback progress;
+  ShouldStopCallback shouldStop;
+  ScanTallyRef tally;
 
-  std::vector<std::string> pending{};
-  int active = 0;
-  std::vector<LargeFileItem> found{};
+  // Guards found, foundBytes, stopped and lastReport.
+  std::mutex lock;
+  std::vector<LargeFileItem> found;
   std::uint64_t foundBytes = 0;
   bool stopped = false;
-  std::optional<Clock::time_point> lastReport{};
+  std::int64_t lastReport = 0;
+  SharedJobStack<std::string> pending;
 
-  // Pops the next folder (depth first); nullopt when the walk is over or stopped.
-  std::optional<std::string> next() {
-    std::unique_lock lock(mutex);
-    for (;;) {
-      if (stopped) pending.clear();
-      if (!pending.empty()) {
-        std::string path = std::move(pending.back());
-        pending.pop_back();
-        ++active;
-        return path;
-      }
-      if (active == 0 || stopped) {
-        condition.notify_all();
-        return std::nullopt;
-      }
-      condition.wait(lock);
+  bool isStopped() {
+    std::lock_guard guard(lock);
+    return stopped;
+  }
+
+  void work() {
+    while (auto path = pending.next()) {
+      process(*path);
+      pending.finished();
     }
   }
 
-  void finish(std::vector<LargeFileItem> hits, std::vector<std::string> folders, const std::string& path) {
-    std::unique_lock lock(mutex);
-    for (auto& hit : hits) {
-      foundBytes += hit.size;
-      found.push_back(std::move(hit));
-    }
-    for (auto& folder : folders) pending.push_back(std::move(folder));
-    --active;
-    condition.notify_all();
-    const auto now = Clock::now();
-    if (lastReport && now - *lastReport < kReportInterval) return;
-    lastReport = now;
-    const LargeFileScanProgress report{path, foundBytes, static_cast<std::int64_t>(found.size())};
-    lock.unlock();
-    // Asked outside the lock: the callbacks belong to the caller and may take their time.
-    const bool stop = shouldStop && shouldStop();
-    if (stop) {
-      lock.lock();
-      stopped = true;
-      condition.notify_all();
-      lock.unlock();
-    }
-    if (progress) progress(report);
+  // A folder opened during the walk that turned out to be another file system is left alone.
+  bool onRootVolume(const platform::DirectoryReader& directory) const {
+    return !directory.isMountRoot() && directory.device() == device;
   }
 
-  // Every byte inside a package, by the same counted-size rule; links are not followed.
-  std::uint64_t measurePackage(const std::string& root, std::uint64_t& files) const {
-    std::uint64_t total = 0;
-    std::vector<std::string> folders{root};
-    while (!folders.empty()) {
-      const std::string folder = std::move(folders.back());
-      folders.pop_back();
-      for (const auto& entry : readDirectoryEntries(folder)) {
-        if (entry.type == EntryType::regular) {
-          total += entry.countedSize();
-          ++files;
-        } else if (entry.type == EntryType::directory && (!device || entry.device == *device)) {
-          folders.push_back(childPath(folder, entry.name));
-        }
+  struct PackageMeasure {
+    std::uint64_t bytes = 0;
+    std::uint64_t files = 0;
+    FileTime lastUsed = kDistantPast;
+  };
+
+  // Every file inside a package by its counted size; the package was last used when its most
+  // recently used file was.
+  void measurePackage(const platform::DirectoryReader& parent, std::string_view name, PackageMeasure& measure) const {
+    platform::DirectoryReader directory(parent, name);
+    if (!directory.isOpen() || !onRootVolume(directory)) return;
+    (void)directory.read(kReadOptions, [&](const platform::BulkEntry& entry) {
+      if (entry.error != 0) return;
+      if (entry.kind == platform::EntryKind::regular) {
+        measure.bytes = checkedSum(measure.bytes, platform::countedBytes(entry));
+        ++measure.files;
+        measure.lastUsed = std::max(measure.lastUsed, lastUsedOf(entry));
+      } else if (entry.kind == platform::EntryKind::directory && !entry.isMountPoint) {
+        measurePackage(directory, entry.name, measure);
       }
-    }
-    return total;
+    });
   }
 
   void process(const std::string& path) {
     std::vector<LargeFileItem> hits;
     std::vector<std::string> folders;
     std::uint64_t files = 0;
-    for (const auto& entry : readDirectoryEntries(path)) {
-      if (entry.type == EntryType::regular) {
-        ++files;
-        const std::uint64_t size = entry.countedSize();
-        if (size < minimumBytes) continue;
-        std::string child = childPath(path, entry.name);
-        const LargeFileKind kind = LargeFileScanner::kind(entry.name);
-        hits.push_back({std::move(child), size, lastUsedDate(entry.accessed, entry.modified), false, kind,
-                        entry.logicalSize.value_or(0)});
-      } else if (entry.type == EntryType::directory) {
-        if (device && entry.device != *device) continue;  // a mount point: another volume
-        switch (rules.rule(entry.name, path)) {
-          case LargeFileDirectoryRule::walk:
-            folders.push_back(childPath(path, entry.name));
-            break;
-          case LargeFileDirectoryRule::package: {
-            if (!listsPackages) break;
-            std::string child = childPath(path, entry.name);
-            const std::uint64_t size = measurePackage(child, files);
-            if (size < minimumBytes) break;
-            hits.push_back({std::move(child), size, lastUsedDate(entry.accessed, entry.modified), true,
-                            LargeFileScanner::kind(entry.name), size});
-            break;
+    platform::DirectoryReader directory(path);
+    if (directory.isOpen() && (path == rules.volumeRoot || onRootVolume(directory))) {
+      (void)directory.read(kReadOptions, [&](const platform::BulkEntry& entry) {
+        if (entry.error != 0) return;
+        if (entry.kind == platform::EntryKind::regular) {
+          ++files;
+          const std::uint64_t size = platform::countedBytes(entry);
+          if (size < minimumBytes) return;
+          hits.push_back({childPath(path, entry.name), size, lastUsedOf(entry), false,
+                          LargeFileScanner::kind(entry.name), entry.logicalBytes});
+        } else if (entry.kind == platform::EntryKind::directory && !entry.isMountPoint) {
+          switch (rules.rule(entry.name, path)) {
+            case LargeFileDirectoryRule::walk:
+              folders.push_back(childPath(path, entry.name));
+              break;
+            case LargeFileDirectoryRule::package: {
+              if (!listsPackages) break;
+              PackageMeasure measure;
+              measurePackage(directory, entry.name, measure);
+              files += measure.files;
+              if (measure.bytes < minimumBytes) break;
+              hits.push_back({childPath(path, entry.name), measure.bytes, measure.lastUsed, true,
+                              LargeFileScanner::kind(entry.name), measure.bytes});
+              break;
+            }
+            case LargeFileDirectoryRule::skip:
+              break;
           }
-          case LargeFileDirectoryRule::skip:
-            break;
         }
-      }
+      });
     }
     if (tally && files > 0) tally->add(files);
-    finish(std::move(hits), std::move(folders), path);
+    pending.update([&](std::vector<std::string>& stack) {
+      for (auto& folder : folders) stack.push_back(std::move(folder));
+    });
+    record(std::move(hits), path);
+  }
+
+  // Adds the folder's hits; at most every 80 ms polls for a stop and reports progress.
+  void record(std::vector<LargeFileItem> hits, const std::string& path) {
+    LargeFileScanProgress snapshot;
+    {
+      std::lock_guard guard(lock);
+      for (auto& hit : hits) {
+        foundBytes = checkedSum(foundBytes, hit.size);
+        found.push_back(std::move(hit));
+      }
+      const auto now = monotonicNanoseconds();
+      if (now - lastReport < kWalkReportIntervalNanoseconds) return;
+      lastReport = now;
+      snapshot = {path, foundBytes, static_cast<std::int64_t>(found.size())};
+    }
+    // Asked outside the lock: the callbacks are the caller's and may take their time.
+    if (shouldStop && shouldStop()) {
+      std::lock_guard guard(lock);
+      stopped = true;
+    }
+    if (progress) progress(snapshot);
   }
 };
 
@@ -161,27 +176,23 @@ fs::path LargeFileScanner::scanRoot(const fs::path& volume, const fs::path& home
 
 LargeFileScanResult LargeFileScanner::scan(const fs::path& root, const LargeFileProgressCallback& progress,
                                            const ShouldStopCallback& shouldStop) const {
+  // A negative worker count is a programming error, not something to recover from.
+  if (threads < 0) std::abort();
   const std::string rootPath = resolved(root);
-  LargeFileWalk walk{.rules = {resolved(home), rootPath, skipsPrivacyProtected},
-                     .minimumBytes = minimumBytes,
-                     .listsPackages = listsPackages,
-                     .device = deviceOf(rootPath),
-                     .progress = progress,
-                     .shouldStop = shouldStop,
-                     .tally = tally,
-                     .pending = {rootPath}};
-  {
-    std::vector<std::jthread> workers;
-    for (int i = 0; i < threads; ++i) {
-      workers.emplace_back([&walk] {
-        while (const auto path = walk.next()) walk.process(*path);
-      });
-    }
-  }
-  std::sort(walk.found.begin(), walk.found.end(), [](const LargeFileItem& a, const LargeFileItem& b) {
+  auto walk = std::make_shared<LargeFileWalk>(shouldStop);
+  walk->rules = {resolved(home), rootPath, skipsPrivacyProtected};
+  walk->minimumBytes = minimumBytes;
+  walk->listsPackages = listsPackages;
+  walk->device = platform::DirectoryReader(rootPath).device();
+  walk->progress = progress;
+  walk->tally = tally;
+  walk->pending.push(rootPath);
+  if (threads > 0) runDetachedWorkers(threads, [walk] { walk->work(); });
+
+  std::sort(walk->found.begin(), walk->found.end(), [](const LargeFileItem& a, const LargeFileItem& b) {
     return a.size != b.size ? a.size > b.size : a.path < b.path;
   });
-  return {std::move(walk.found), !walk.stopped};
+  return {std::move(walk->found), !walk->isStopped()};
 }
 
 }  // namespace tidyloom

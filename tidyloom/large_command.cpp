@@ -56,7 +56,7 @@ void printHuman(const LargeFileScanResult& result, FileTime now) {
                        Colour::bold)
               << "\n";
     Table table(
-        {L10n::translate("大小"), L10n::translate("上次使用"), L10n::translate("类型"), L10n::translate("路径")},
+        {L10n::translate("大小"), L10n::translate("上次使用"), L10n::translate("类型"), L10n::translate("文件")},
         {Table::Align::right, Table::Align::left, Table::Align::left, Table::Align::left});
     for (const auto* item : items) {
       const std::string kind = item->isPackage ? L10n::translate("%@（包）", {title(item->kind)}) : title(item->kind);

@@ -1,6 +1,7 @@
 // Parsers shared by the platforms: `ps` output and /proc stat lines, and the pcpu formula.
 #include <charconv>
 #include <cmath>
+#include <string>
 
 #include "platform/system_info.h"
 
@@ -26,6 +27,30 @@ bool parseNumber(std::string_view text, T& value) {
   return error == std::errc() && end == text.data() + text.size();
 }
 
+// `ps` prints pcpu in the user's locale, so the decimal mark may be "." or ",". from_chars for
+// floating point is missing from some C++ libraries, and strtod would follow our own locale.
+bool parseDecimal(std::string_view text, double& value) {
+  value = 0;
+  double scale = 0;
+  bool digits = false;
+  for (const char c : text) {
+    if (c >= '0' && c <= '9') {
+      digits = true;
+      if (scale == 0) {
+        value = value * 10 + (c - '0');
+      } else {
+        value += (c - '0') * scale;
+        scale /= 10;
+      }
+    } else if ((c == '.' || c == ',') && scale == 0) {
+      scale = 0.1;
+    } else {
+      return false;
+    }
+  }
+  return digits;
+}
+
 }  // namespace
 
 std::size_t countPsLines(std::string_view output) {
@@ -47,7 +72,7 @@ std::vector<ProcessSample> parsePsTop(std::string_view output, std::size_t limit
     output = eol == std::string_view::npos ? std::string_view{} : output.substr(eol + 1);
     ProcessSample sample;
     if (!parseNumber(nextField(rest), sample.pid)) continue;
-    if (!parseNumber(nextField(rest), sample.cpu) || !std::isfinite(sample.cpu)) continue;
+    if (!parseDecimal(nextField(rest), sample.cpu)) continue;
     while (!rest.empty() && isSpace(rest.front())) rest.remove_prefix(1);
     while (!rest.empty() && isSpace(rest.back())) rest.remove_suffix(1);
     if (rest.empty()) continue;

@@ -26,7 +26,7 @@ TEST(PsOutputTest, TopLinesKeepOutputOrderSkipJunkAndNamesWithSpaces) {
       "    1   0.0 launchd\n"
       "    2   0.0 kernel_task\n"
       "    3   0.0 syslogd\n"
-      "    4   0.0 extra\n",
+      "    4   0,0 extra\n",
       5);
   ASSERT_EQ(top.size(), 5u);
   EXPECT_EQ(top[0].pid, 812);
@@ -34,6 +34,8 @@ TEST(PsOutputTest, TopLinesKeepOutputOrderSkipJunkAndNamesWithSpaces) {
   EXPECT_EQ(top[0].name, "Google Chrome Helper (Renderer)");
   EXPECT_EQ(top[1].name, "WindowServer");
   EXPECT_EQ(top[4].name, "syslogd");
+  // A decimal comma (ps follows the user's locale) reads the same as a point.
+  EXPECT_DOUBLE_EQ(parsePsTop("  9  12,5 mds\n", 5).at(0).cpu, 12.5);
 }
 
 TEST(ProcStatTest, ReadsNameWithParenthesesAndTheCpuAndStartFields) {

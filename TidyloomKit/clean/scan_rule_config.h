@@ -8,7 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "clean/activity_families.h"
+#include "clean/activity_gates.h"
+#include "clean/age_gated_caches.h"
 
 namespace tidyloom {
 
@@ -30,18 +31,6 @@ struct GamePlatformCatalog {
     std::string title;
     std::optional<std::string> requiredPath;
     bool operator==(const Target&) const = default;
-  };
-};
-
-struct AgeGatedCaches {
-  // Files under `relativeRoot` (down to `maxDepth`) older than `ageDays` belong to `section`.
-  struct Rule {
-    std::string relativeRoot;
-    std::optional<std::string> fileSuffix;
-    std::int64_t ageDays = 0;
-    std::int64_t maxDepth = 0;
-    std::string section;
-    bool operator==(const Rule&) const = default;
   };
 };
 

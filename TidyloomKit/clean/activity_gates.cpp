@@ -16,11 +16,15 @@ std::string_view baseName(std::string_view path) {
   return slash == std::string_view::npos ? path : path.substr(slash + 1);
 }
 
+// A gate holds a path inside its folder, and a path that has the gate's folder inside it (removing
+// ~/Library/Caches/Google takes Chrome's cache along).
 bool gateHolds(const std::string& path, const std::filesystem::path& home, const std::string& gatePath) {
-  if (gatePath.ends_with('/')) {
-    return isUnder(path, (home / gatePath.substr(0, gatePath.size() - 1)).lexically_normal().string());
-  }
-  return std::string_view(path).starts_with((home / gatePath).lexically_normal().string());
+  const std::string folder = (home / (gatePath.ends_with('/') ? gatePath.substr(0, gatePath.size() - 1) : gatePath))
+                                 .lexically_normal()
+                                 .string();
+  if (isUnder(folder, path)) return true;
+  if (gatePath.ends_with('/')) return isUnder(path, folder);
+  return std::string_view(path).starts_with(folder);
 }
 
 std::optional<std::string> reasonFor(const ProcessSignature& signature, ActivityState state) {

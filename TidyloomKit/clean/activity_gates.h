@@ -45,7 +45,8 @@ class FamilyGates {
   FamilyGates(const std::vector<ProcessSignature>& table, std::vector<Gate> gates, ProcessListing listing);
 
   // The family whose gate path holds `path` (a gate path ending in "/" is a folder; otherwise a
-  // plain prefix, so that it also holds its siblings' variants such as "Chrome Canary").
+  // plain prefix, so that it also holds its siblings' variants such as "Chrome Canary"), or whose
+  // gate folder lies inside `path`.
   std::optional<std::string> family(const std::string& path, const std::filesystem::path& home) const;
   // State of every family named in the gates, from one fresh process list.
   std::map<std::string, ActivityState> states() const;

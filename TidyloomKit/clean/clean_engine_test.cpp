@@ -1,0 +1,215 @@
+// The clean engine on fixture trees: what a preview offers and holds back, and what a run removes.
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "clean/clean_engine.h"
+#include "core/engine_error.h"
+#include "core/locations.h"
+#include "l10n/l10n.h"
+#include "removal/whitelist_store.h"
+#include "testing/temp_tree.h"
+
+namespace tidyloom {
+namespace {
+
+using testing::TempTree;
+
+std::vector<std::string> pathsOf(const std::vector<CleanupCandidate>& candidates) {
+  std::vector<std::string> out;
+  for (const auto& candidate : candidates) out.push_back(candidate.path);
+  return out;
+}
+
+ScanRuleConfig fixtureConfig() {
+  ScanRuleConfig config;
+  config.cleanRules = {
+      SectionRule{"userCaches", {}, {"Library/Caches/*"}, {}, false},
+      SectionRule{"userLogs", {"Library/Logs"}, {}, {}, true},
+      SectionRule{
+          "devCaches", {".npm/_cacache", "Library/Developer/Xcode/DerivedData", "Library/Caches"}, {}, {}, false},
+  };
+  config.ageGatedCaches = {{"Library/Application Support/CrashReporter", std::nullopt, 30, 1, "crashReporter"}};
+  config.productGates = {{ProductProcessActivity::Family::chrome, {"Library/Caches/Google/Chrome/"}}};
+  config.browserCaches = {{}, {"Library/Application Support/Code"}, {"Cache"}};
+  return config;
+}
+
+class CleanEngineTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    L10n::setLanguage(AppLanguage::simplifiedChinese);
+    tree.file("Library/Caches/com.example.app/data", 5000);
+    tree.file("Library/Caches/pip/http/a", 5000);
+    tree.file("Library/Caches/Google/Chrome/Default/Cache/x", 5000);
+    tree.dir("Library/Caches/empty.app");
+    tree.file("Library/Logs/app.log", 3000);
+    tree.file("Library/Logs/DiagnosticReports/crash.ips", 3000);
+    tree.file(".npm/_cacache/index-v5/aa", 7000);
+    tree.file("Library/Developer/Xcode/DerivedData/Proj-abc/Build/x.o", 9000);
+    tree.file("Library/Application Support/CrashReporter/old.plist", 1000);
+    tree.age("Library/Application Support/CrashReporter/old.plist", 60);
+    tree.file("Library/Application Support/Code/User/settings.json", 100);
+  }
+  CleanEngine engine(ProcessList running = {}) const {
+    CleanEngine::Setup setup;
+    const auto locations = Locations::fixture(tree.root());
+    setup.roots = locations.roots;
+    setup.whitelistFile = locations.applicationSupport / "whitelist.json";
+    setup.config = fixtureConfig();
+    setup.processes = [running] { return std::optional<ProcessList>(running); };
+    setup.trash = folderTrash(*locations.fixtureTrash);
+    setup.fixture = true;
+    return CleanEngine(std::move(setup));
+  }
+  void whitelist(const std::vector<std::string>& patterns) const {
+    WhitelistStore(Locations::fixture(tree.root()).applicationSupport / "whitelist.json").save(patterns);
+  }
+  std::string p(const std::string& relative) const { return tree.path(relative).string(); }
+
+  TempTree tree;
+};
+
+TEST_F(CleanEngineTest, FullPreviewListsRealCachesSortedAndDropsEmptyOnes) {
+  const auto report = engine().preview();
+  EXPECT_EQ(report.feature, TidyloomFeature::clean);
+  EXPECT_FALSE(report.interrupted);
+  const auto paths = pathsOf(report.candidates);
+  EXPECT_TRUE(std::is_sorted(paths.begin(), paths.end()));
+  for (const char* expected :
+       {"Library/Caches/com.example.app", "Library/Logs/app.log", "Library/Logs/DiagnosticReports", ".npm/_cacache",
+        "Library/Developer/Xcode/DerivedData", "Library/Application Support/CrashReporter/old.plist"}) {
+    EXPECT_NE(std::find(paths.begin(), paths.end(), p(expected)), paths.end()) << expected;
+  }
+  EXPECT_EQ(std::find(paths.begin(), paths.end(), p("Library/Caches/empty.app")), paths.end());
+  // "Library/Caches" as a developer rule is opened up, never offered whole.
+  EXPECT_EQ(std::find(paths.begin(), paths.end(), p("Library/Caches")), paths.end());
+  for (const auto& candidate : report.candidates) EXPECT_GT(candidate.byteSize, 0u) << candidate.path;
+}
+
+TEST_F(CleanEngineTest, LogsSurfaceOffersOnlyLogRulesAndAgeGatedCaches) {
+  const auto report = engine().preview(fixtureConfig().cleanRules, {CleanSurface::logs}, false);
+  EXPECT_EQ(pathsOf(report.candidates),
+            (std::vector<std::string>{p("Library/Application Support/CrashReporter/old.plist"),
+                                      p("Library/Logs/DiagnosticReports"), p("Library/Logs/app.log")}));
+  EXPECT_TRUE(report.ownerCaches.empty());
+}
+
+TEST_F(CleanEngineTest, PackageCachesOfADeveloperRuleAreFiledUnderDependencies) {
+  const auto rules = fixtureConfig().cleanRules;
+  const auto developer = pathsOf(engine().preview(rules, {CleanSurface::developer}, false).candidates);
+  EXPECT_EQ(std::find(developer.begin(), developer.end(), p(".npm/_cacache")), developer.end());
+  EXPECT_NE(std::find(developer.begin(), developer.end(), p("Library/Developer/Xcode/DerivedData")), developer.end());
+  EXPECT_EQ(std::find(developer.begin(), developer.end(), p("Library/Caches/pip")), developer.end());
+  const auto dependencies = engine().preview(rules, {CleanSurface::dependencies}, false).candidates;
+  EXPECT_EQ(pathsOf(dependencies), (std::vector<std::string>{p(".npm/_cacache"), p("Library/Caches/pip")}));
+  EXPECT_EQ(dependencies.front().section, "devCaches");
+}
+
+TEST_F(CleanEngineTest, WhitelistedPathsAndEverythingInsideThemAreNeverListed) {
+  whitelist({"~/Library/Logs/DiagnosticReports", "~/Library/Caches/com.example.*"});
+  const auto paths = pathsOf(engine().preview().candidates);
+  for (const auto& path : paths) {
+    EXPECT_FALSE(path.starts_with(p("Library/Logs/DiagnosticReports"))) << path;
+    EXPECT_FALSE(path.starts_with(p("Library/Caches/com.example.app"))) << path;
+  }
+  EXPECT_NE(std::find(paths.begin(), paths.end(), p("Library/Logs/app.log")), paths.end());
+}
+
+TEST_F(CleanEngineTest, CacheOfARunningBrowserIsHeldWithTheBrowsersName) {
+  platform::RunningProcess chrome;
+  chrome.name = "chrome";
+  const auto report = engine({chrome}).preview();
+  ASSERT_EQ(report.appHeld.size(), 1u);
+  EXPECT_EQ(report.appHeld[0].candidate.path, p("Library/Caches/Google"));
+  EXPECT_EQ(report.appHeld[0].appNames, std::vector<std::string>{"Google Chrome"});
+  EXPECT_FALSE(report.appHeld[0].bundleIdentifiers.empty());
+  const auto paths = pathsOf(report.candidates);
+  EXPECT_EQ(std::find(paths.begin(), paths.end(), p("Library/Caches/Google")), paths.end());
+}
+
+TEST_F(CleanEngineTest, CancelledPreviewReturnsWhatItHasMarkedInterrupted) {
+  std::stop_source stop;
+  stop.request_stop();
+  const auto report = engine().preview(fixtureConfig().cleanRules, allSurfaces(), true, {}, stop.get_token());
+  EXPECT_TRUE(report.interrupted);
+  EXPECT_TRUE(report.reviewItems.empty());
+}
+
+TEST_F(CleanEngineTest, ProgressNamesEachPhase) {
+  std::vector<std::string> labels;
+  (void)engine().preview(fixtureConfig().cleanRules, allSurfaces(), true,
+                         [&](const ScanProgress& progress) { labels.push_back(progress.path); });
+  EXPECT_NE(std::find(labels.begin(), labels.end(), "Library/Application Support/CrashReporter"), labels.end());
+  EXPECT_NE(std::find(labels.begin(), labels.end(), "大型备份与开发数据复核"), labels.end());
+}
+
+TEST_F(CleanEngineTest, RunRemovesTheKeptPathsAndRefusesOneWhitelistedSincePreview) {
+  const auto cleaner = engine();
+  const auto report = cleaner.preview();
+  whitelist({"~/Library/Logs/app.log"});
+  const auto result = cleaner.run(pathsOf(report.candidates));
+  ASSERT_EQ(result.failed.size(), 1u);
+  EXPECT_EQ(result.failed[0].path, p("Library/Logs/app.log"));
+  EXPECT_EQ(result.failed[0].reason, "路径包含白名单内容，拒绝删除");
+  EXPECT_TRUE(std::filesystem::exists(p("Library/Logs/app.log")));
+  EXPECT_EQ(result.removed.size(), report.candidates.size() - 1);
+  EXPECT_FALSE(std::filesystem::exists(p("Library/Caches/com.example.app")));
+  EXPECT_FALSE(std::filesystem::exists(p(".npm/_cacache")));
+  EXPECT_GT(result.freedBytes, 0u);
+}
+
+TEST_F(CleanEngineTest, RunRefusesWhatNothingWouldOfferNowAndKeepsIt) {
+  tree.file("Documents/thesis.tex", 100);
+  tree.age("Library/Application Support/CrashReporter/old.plist", 0);  // touched since the preview
+  const auto result = engine().run({p("Documents/thesis.tex"), p("Library/Application Support/CrashReporter/old.plist"),
+                                    p("Library/Application Support/Code/User")});
+  ASSERT_EQ(result.failed.size(), 3u);
+  for (const auto& failure : result.failed) {
+    EXPECT_TRUE(failure.reason.ends_with("请重新扫描") || failure.reason.starts_with("配置目录只能清理可重建缓存"))
+        << failure.reason;
+    EXPECT_TRUE(std::filesystem::exists(failure.path));
+  }
+  EXPECT_TRUE(result.removed.empty());
+}
+
+TEST_F(CleanEngineTest, RunKeepsACacheWhoseApplicationStartedSincePreview) {
+  const auto paths = pathsOf(engine().preview().candidates);
+  ASSERT_NE(std::find(paths.begin(), paths.end(), p("Library/Caches/com.example.app")), paths.end());
+  platform::RunningProcess app;
+  app.name = "com.example.app";
+  const auto result = engine({app}).run({p("Library/Caches/com.example.app")});
+  ASSERT_EQ(result.failed.size(), 1u);
+  EXPECT_EQ(result.failed[0].reason, "com.example.app 正在运行，退出后再清理");
+}
+
+TEST_F(CleanEngineTest, ChangedToolCachePlanAbortsTheRun) {
+  try {
+    (void)engine().run({p("Library/Logs/app.log")}, {OwnerCachePlan{"go clean -cache", {p("gocache")}, 10}});
+    FAIL() << "no error";
+  } catch (const EngineError& e) {
+    EXPECT_EQ(e.message(), "工具缓存无法使用原生命令清理，请重新扫描");
+  }
+  EXPECT_TRUE(std::filesystem::exists(p("Library/Logs/app.log")));
+}
+
+TEST_F(CleanEngineTest, SystemPathsOutsideFixtureModeNeedAPrivilegedRoute) {
+  if (::geteuid() == 0) GTEST_SKIP() << "root removes system paths directly";
+  tree.file("SystemLibrary/Caches/old.cache", 100);
+  CleanEngine::Setup setup;
+  setup.roots = ScanRoots::fixture(tree.root());
+  setup.whitelistFile = tree.path("whitelist.json");
+  setup.config = fixtureConfig();
+  setup.processes = idleProcessListing();
+  setup.ownerCleaner = OwnerCacheCleaner::none();
+  const CleanEngine live(std::move(setup));
+  const auto result = live.run({p("SystemLibrary/Caches/old.cache")});
+  ASSERT_EQ(result.failed.size(), 1u);
+  EXPECT_EQ(result.failed[0].reason, "删除系统位置需要管理员权限，未删除");
+  EXPECT_TRUE(std::filesystem::exists(p("SystemLibrary/Caches/old.cache")));
+}
+
+}  // namespace
+}  // namespace tidyloom

@@ -7,6 +7,7 @@ namespace tidyloom::cli {
 
 std::span<const Command> commands() {
   static constexpr std::array kCommands{
+      Command{"clean", "Preview caches and logs that can go, then remove what you keep", setupClean},
       Command{"rules", "Check a rule file of clean targets", setupRules},
       Command{"analyze", "List a folder's contents, biggest first", setupAnalyze},
       Command{"overview", "Show where the space in your home and on your volumes goes", setupOverview},

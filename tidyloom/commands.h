@@ -22,6 +22,7 @@ struct Command {
 std::span<const Command> commands();
 
 // One setup function per command, each in its own file.
+Handler setupClean(CLI::App& command, Context& context);
 Handler setupStatus(CLI::App& command, Context& context);
 Handler setupHistory(CLI::App& command, Context& context);
 Handler setupStats(CLI::App& command, Context& context);

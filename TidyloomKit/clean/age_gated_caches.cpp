@@ -10,7 +10,7 @@ namespace tidyloom {
 
 bool AgeGatedCaches::qualifies(const Rule& rule, const std::filesystem::path& path, std::int64_t modified) const {
   if (rule.fileSuffix && !path.filename().string().ends_with(*rule.fileSuffix)) return false;
-  return olderThanDays(modified, rule.ageDays, nowSeconds());
+  return olderThanDays(modified, rule.ageDays, epochSecondsNow());
 }
 
 SourceFindings AgeGatedCaches::scan(const SourceScanContext& context) const {

@@ -1,6 +1,8 @@
 // CleanEngine: construction of its sources, the preview, and the application gate.
 #include "clean/clean_engine.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
 #include <set>
@@ -79,7 +81,8 @@ CleanEngine::CleanEngine(Setup setup)
       adminRemover(setup.fixture ? AdminRemoval{} : setup.adminRemover),
       systemHelper(setup.fixture ? nullptr : setup.systemHelper),
       mode(setup.mode),
-      fixtureMode(setup.fixture) {
+      fixtureMode(setup.fixture),
+      runsAsRoot(setup.runsAsRoot.value_or(::geteuid() == 0)) {
   const ProcessListing processes =
       setup.processes ? setup.processes : (setup.fixture ? idleProcessListing() : liveProcessListing());
   activity = DeveloperCacheActivity(rawGates<DeveloperCacheActivity>(config.developerGates), processes);

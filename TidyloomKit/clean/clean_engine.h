@@ -49,6 +49,8 @@ class CleanEngine {
     RemovalMode mode = RemovalMode::permanent;  // caches and logs go for good unless asked
     std::uint64_t largeFileMinimum = 0;         // review threshold; 0 for the default
     bool includesRebuildableCaches = false;
+    // Whether this process may remove system paths itself; default: it runs as root.
+    std::optional<bool> runsAsRoot;
     // Fixture tree: nothing outside the roots is looked at, nothing runs, no privileged route.
     bool fixture = false;
   };
@@ -79,6 +81,7 @@ class CleanEngine {
   std::shared_ptr<SystemCleanHelping> systemHelper;
   RemovalMode mode = RemovalMode::permanent;
   bool fixtureMode = false;
+  bool runsAsRoot = false;
 
   const std::vector<SectionRule>& defaultRules() const { return config.cleanRules; }
 

@@ -1,7 +1,5 @@
 // CleanEngine::run: whitelist refusal, assignment of each path to its source, re-validation just
 // before removal, the removal routes, the tool-cache plans, and one merged report.
-#include <unistd.h>
-
 #include <algorithm>
 
 #include "clean/browser_cache_scanner.h"
@@ -32,6 +30,10 @@ void failEach(RunReport& report, const std::vector<std::string>& paths, const st
 
 void CleanEngine::revalidate(const std::string& path, const GateSnapshot& snapshot,
                              const std::vector<std::string>& ruleSet) const {
+  // An application's configuration folder gives up only its rebuildable caches, whoever offers it.
+  if (browsers) {
+    if (const auto refusal = browsers->selectiveContainerRefusal(path)) throw EngineError::protection(*refusal);
+  }
   const auto manager =
       std::find_if(managers.begin(), managers.end(), [&](const auto& source) { return source->manages(path); });
   if (manager != managers.end()) {
@@ -51,9 +53,6 @@ void CleanEngine::revalidate(const std::string& path, const GateSnapshot& snapsh
   }
   if (const auto reason = activity.blockReason(path, roots.home, snapshot.developers)) {
     throw EngineError::protection(*reason);
-  }
-  if (browsers) {
-    if (const auto refusal = browsers->selectiveContainerRefusal(path)) throw EngineError::protection(*refusal);
   }
 }
 
@@ -119,7 +118,7 @@ RunReport CleanEngine::removeSystemPaths(const std::vector<std::string>& paths, 
     }
   }
   if (adminRemover) return adminRemover(paths, recheck);
-  if (fixtureMode || ::geteuid() == 0) {
+  if (fixtureMode || runsAsRoot) {
     Remover systemRemover = remover;
     systemRemover.progress = progress;
     systemRemover.cancellation = stop;

@@ -42,7 +42,7 @@ bool MailDownloadsScanner::oldEnough(const std::filesystem::path& path) const {
   const auto facts = entryFacts(path);
   if (!facts || facts->link || (!facts->directory && !facts->regular)) return false;
   const auto newest = facts->directory ? newestModification(path, facts->modified) : facts->modified;
-  return olderThanDays(newest, ageDays_, nowSeconds());
+  return olderThanDays(newest, ageDays_, epochSecondsNow());
 }
 
 SourceFindings MailDownloadsScanner::scan(const SourceScanContext& context) const {

@@ -27,7 +27,7 @@ std::vector<std::string> childNames(const std::filesystem::path& folder) {
   return names;
 }
 
-std::int64_t nowSeconds() {
+std::int64_t epochSecondsNow() {
   return std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch()).count();
 }
 

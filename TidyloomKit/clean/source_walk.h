@@ -26,7 +26,7 @@ std::optional<EntryFacts> entryFacts(const std::filesystem::path& path);
 std::vector<std::string> childNames(const std::filesystem::path& folder);
 
 // Seconds since the epoch, now.
-std::int64_t nowSeconds();
+std::int64_t epochSecondsNow();
 // True when `modified` is older than `days` days before `now`.
 bool olderThanDays(std::int64_t modified, std::int64_t days, std::int64_t now);
 

@@ -239,6 +239,17 @@ PreviewReport CleanEngine::preview(const std::vector<SectionRule>& rules, const 
   }
   ++step;
 
+  // A cache that its tool cleans with its own command is not offered a second time as files.
+  const auto coveredByTool = [&](const std::string& path) {
+    for (const auto& plan : preview.ownerCaches) {
+      for (const auto& cache : plan.paths) {
+        if (isUnder(path, cache)) return true;
+      }
+    }
+    return false;
+  };
+  std::erase_if(found, [&](const CleanupCandidate& candidate) { return coveredByTool(candidate.path); });
+
   // 4. The specialised phases.
   const SourceScanContext context{roots, stop, tally, patterns};
   for (const auto& source : phases) {
@@ -248,11 +259,11 @@ PreviewReport CleanEngine::preview(const std::vector<SectionRule>& rules, const 
     report(source->phaseLabel());
     auto findings = source->scan(context);
     for (auto& candidate : findings.candidates) {
-      if (allowed(candidate.path)) found.push_back(std::move(candidate));
+      if (allowed(candidate.path) && !coveredByTool(candidate.path)) found.push_back(std::move(candidate));
     }
     std::vector<std::string> bare;
     for (auto& path : findings.paths) {
-      if (allowed(path)) bare.push_back(std::move(path));
+      if (allowed(path) && !coveredByTool(path)) bare.push_back(std::move(path));
     }
     const auto bareSizes = measureAll(bare, tally, stop);
     for (size_t i = 0; i < bare.size(); ++i) {

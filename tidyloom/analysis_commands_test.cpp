@@ -56,6 +56,16 @@ TEST_F(AnalysisCommandsTest, LensRefusesBadInputWithAUsageError) {
   EXPECT_EQ(run({"lens", "--depth", "0"}).status, 2);
 }
 
+TEST_F(AnalysisCommandsTest, LensWalksTheFolderChosenLastTimeWhenNoneIsNamed) {
+  tree.file("Projects/a/file", 5000);
+  tree.file("other", 5000);
+  ASSERT_EQ(run({"--json", "lens", tree.path("Projects").string()}).status, 0);
+  const auto again = run({"lens"});
+  ASSERT_EQ(again.status, 0) << again.err;
+  EXPECT_NE(again.err.find("Walking the folder chosen last time"), std::string::npos);
+  EXPECT_NE(again.out.find(tree.path("Projects").string() + ":"), std::string::npos);
+}
+
 TEST_F(AnalysisCommandsTest, AnalyzePrintsTheReportWithItsOwnKeys) {
   tree.file("Downloads/big.iso", 11'000'000);
   tree.file("Downloads/small.txt", 100);

@@ -5,14 +5,19 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "analysis/scan_folder_store.h"
 #include "analysis/space_lens_scanner.h"
 #include "commands.h"
+#include "core/engine_error.h"
 #include "l10n/l10n.h"
 #include "output.h"
 #include "size_bar.h"
 
 namespace tidyloom::cli {
 namespace {
+
+constexpr const char* kScanFolderKeyPrefix = "tidyloom.scanFolder";
+constexpr const char* kLensFeatureKey = "spaceLens";
 
 struct LensOptions {
   std::string root;
@@ -78,11 +83,27 @@ int run(Context& context, const LensOptions& options) {
   if (options.limit < 1) throw UsageError{L10n::translate("--limit 至少为 1")};
 
   const auto& locations = context.locations();
-  const std::string root = resolvedFolder(!options.root.empty()   ? options.root
-                                          : locations.isFixture() ? locations.fixtureRoot->string()
-                                                                  : "/");
+  // The folder chosen last time is walked again when none is named.
+  const ScanFolderStore store(UserDefaults(locations.userDefaultsFile), kScanFolderKeyPrefix);
+  std::string root;
+  if (!options.root.empty()) {
+    root = resolvedFolder(options.root);
+  } else if (const auto remembered = store.load(kLensFeatureKey)) {
+    root = remembered->string();
+    if (!context.json()) context.note(L10n::translate("扫描上次选择的文件夹：%@", {printablePath(root)}));
+  } else {
+    root = resolvedFolder(locations.isFixture() ? locations.fixtureRoot->string() : "/");
+  }
   std::error_code ec;
-  if (!std::filesystem::is_directory(root, ec)) throw UsageError{L10n::translate("不是文件夹：%@", {root})};
+  if (!std::filesystem::is_directory(root, ec))
+    throw UsageError{L10n::translate("不是文件夹：%@", {printablePath(root)})};
+  if (!options.root.empty()) {
+    try {
+      store.save(root, kLensFeatureKey);
+    } catch (const EngineError&) {
+      // Remembering the folder is a convenience; the walk goes on without it.
+    }
+  }
 
   SpaceLensScanner scanner;
   scanner.depth = options.depth;
@@ -136,7 +157,7 @@ int run(Context& context, const LensOptions& options) {
 
 Handler setupLens(CLI::App& command, Context& /*context*/) {
   auto options = std::make_shared<LensOptions>();
-  command.add_option("ROOT", options->root, "Folder to walk (default: /)");
+  command.add_option("ROOT", options->root, "Folder to walk (default: the one walked last, else /)");
   command.add_option("--depth", options->depth, "Folder levels below ROOT that get their own size (default 3)")
       ->type_name("N");
   command.add_option("--threads", options->threads, "Worker threads (default: one per core)")->type_name("N");

@@ -2,7 +2,6 @@
 #include <fcntl.h>
 #include <sys/attr.h>
 #include <sys/stat.h>
-#include <sys/vnode.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -25,13 +24,18 @@ T take(const char*& cursor) {
   return value;
 }
 
+// Object types of ATTR_CMN_OBJTYPE (enum vtype of <sys/vnode.h>, a header not every SDK ships).
+constexpr fsobj_type_t kRegular = 1;
+constexpr fsobj_type_t kDirectory = 2;
+constexpr fsobj_type_t kSymlink = 5;
+
 EntryKind kindOfObject(fsobj_type_t type) {
   switch (type) {
-    case VREG:
+    case kRegular:
       return EntryKind::regular;
-    case VDIR:
+    case kDirectory:
       return EntryKind::directory;
-    case VLNK:
+    case kSymlink:
       return EntryKind::symlink;
     default:
       return EntryKind::other;

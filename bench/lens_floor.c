@@ -24,12 +24,12 @@ struct dirent64_header {
 
 static pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
 static pthread_cond_t wake = PTHREAD_COND_INITIALIZER;
-static char **stack;
+static char** stack;
 static size_t stack_size, stack_capacity;
 static int active;
 static uint64_t total_bytes, total_entries, total_files;
 
-static void push_locked(char *path) {
+static void push_locked(char* path) {
   if (stack_size == stack_capacity) {
     stack_capacity = stack_capacity ? stack_capacity * 2 : 1024;
     stack = realloc(stack, stack_capacity * sizeof *stack);
@@ -38,11 +38,11 @@ static void push_locked(char *path) {
   stack[stack_size++] = path;
 }
 
-static char *next_job(void) {
+static char* next_job(void) {
   pthread_mutex_lock(&lock);
   for (;;) {
     if (stack_size > 0) {
-      char *path = stack[--stack_size];
+      char* path = stack[--stack_size];
       active++;
       pthread_mutex_unlock(&lock);
       return path;
@@ -56,34 +56,35 @@ static char *next_job(void) {
   }
 }
 
-static void walk_one(char *path) {
+static void walk_one(char* path) {
   uint64_t bytes = 0, entries = 0, files = 0;
-  char **children = NULL;
+  char** children = NULL;
   size_t child_count = 0, child_capacity = 0;
   int fd = open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
   if (fd >= 0) {
     struct statx self;
     (void)statx(fd, "", AT_EMPTY_PATH, STATX_TYPE, &self);
-    char *buffer = malloc(65536);
+    char* buffer = malloc(65536);
     long n;
     size_t path_length = strlen(path);
     while ((n = syscall(SYS_getdents64, fd, buffer, 65536)) > 0) {
       for (long off = 0; off < n;) {
-        struct dirent64_header *d = (struct dirent64_header *)(buffer + off);
-        const char *name = buffer + off + 19;
+        struct dirent64_header* d = (struct dirent64_header*)(buffer + off);
+        const char* name = buffer + off + 19;
         off += d->reclen;
         if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0))) continue;
         entries++;
         if (d->type == DT_REG) {
           struct statx st;
-          if (statx(fd, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, STATX_TYPE | STATX_SIZE | STATX_BLOCKS, &st) == 0) {
+          if (statx(fd, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, STATX_TYPE | STATX_SIZE | STATX_BLOCKS, &st) ==
+              0) {
             uint64_t allocated = st.stx_blocks * 512;
             bytes += allocated < st.stx_size ? allocated : st.stx_size;
             files++;
           }
         } else if (d->type == DT_DIR) {
           size_t name_length = strlen(name);
-          char *child = malloc(path_length + name_length + 2);
+          char* child = malloc(path_length + name_length + 2);
           memcpy(child, path, path_length);
           child[path_length] = '/';
           memcpy(child + path_length + 1, name, name_length + 1);
@@ -110,14 +111,14 @@ static void walk_one(char *path) {
   free(path);
 }
 
-static void *worker(void *unused) {
+static void* worker(void* unused) {
   (void)unused;
-  char *path;
+  char* path;
   while ((path = next_job()) != NULL) walk_one(path);
   return NULL;
 }
 
-int main(int argc, char **argv) {
+int main(int argc, char** argv) {
   int threads = 1;
   int opt;
   while ((opt = getopt(argc, argv, "j:")) != -1) {
@@ -128,7 +129,7 @@ int main(int argc, char **argv) {
     return 2;
   }
   push_locked(strdup(argv[optind]));
-  pthread_t *ids = calloc((size_t)threads, sizeof *ids);
+  pthread_t* ids = calloc((size_t)threads, sizeof *ids);
   for (int i = 0; i < threads; ++i) pthread_create(&ids[i], NULL, worker, NULL);
   for (int i = 0; i < threads; ++i) pthread_join(ids[i], NULL);
   printf("%llu bytes, %llu entries, %llu files\n", (unsigned long long)total_bytes, (unsigned long long)total_entries,

@@ -25,7 +25,7 @@ static long files_left;
 static long files_written, dirs_written, links_written;
 static char payload[65536];
 
-static void make_file(const char *path) {
+static void make_file(const char* path) {
   int fd = open(path, O_CREAT | O_WRONLY | O_TRUNC | O_CLOEXEC, 0644);
   if (fd < 0) {
     perror(path);
@@ -42,7 +42,7 @@ static void make_file(const char *path) {
   files_written++;
 }
 
-static void fill(const char *dir, int level) {
+static void fill(const char* dir, int level) {
   if (mkdir(dir, 0755) != 0 && errno != EEXIST) {
     perror(dir);
     exit(1);
@@ -71,7 +71,7 @@ static void fill(const char *dir, int level) {
   }
 }
 
-int main(int argc, char **argv) {
+int main(int argc, char** argv) {
   if (argc < 2) {
     fprintf(stderr, "usage: %s DIR [FILES] [SEED]\n", argv[0]);
     return 2;

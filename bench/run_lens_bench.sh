@@ -66,11 +66,16 @@ results = json.load(open(sys.argv[1]))["results"]
 memory = dict(line.rstrip("\n").split("\t") for line in open(sys.argv[2]))
 entries = int(sys.argv[3])
 floors = {r["command"][-3:]: r["mean"] for r in results if r["command"].startswith("floor")}
-print(f"{'command':<20}{'mean s':>9}{'± s':>8}{'entries/s':>13}{'peak MiB':>10}{'x floor':>9}")
+# CPU seconds (user + system) beside the wall time: on a shared machine the wall time also
+# measures the neighbours, the CPU time much less so.
+cpu_floors = {r["command"][-3:]: r["user"] + r["system"] for r in results if r["command"].startswith("floor")}
+print(f"{'command':<20}{'wall s':>8}{'± s':>7}{'entries/s':>12}{'x floor':>9}{'cpu s':>8}{'x floor':>9}{'peak MiB':>10}")
 for r in results:
     name = r["command"]
     threads = "-j2" if name.endswith("-j2") else "-j1"
+    cpu = r["user"] + r["system"]
     ratio = r["mean"] / floors[threads] if threads in floors else float("nan")
-    print(f"{name:<20}{r['mean']:>9.3f}{r['stddev']:>8.3f}{entries / r['mean']:>13,.0f}"
-          f"{int(memory[name]) / 1024:>10.1f}{ratio:>9.2f}")
+    cpu_ratio = cpu / cpu_floors[threads] if threads in cpu_floors else float("nan")
+    print(f"{name:<20}{r['mean']:>8.3f}{r['stddev']:>7.3f}{entries / r['mean']:>12,.0f}{ratio:>9.2f}"
+          f"{cpu:>8.3f}{cpu_ratio:>9.2f}{int(memory[name]) / 1024:>10.1f}")
 PY

@@ -8,6 +8,9 @@ namespace tidyloom::cli {
 std::span<const Command> commands() {
   static constexpr std::array kCommands{
       Command{"clean", "Preview caches and logs that can go, then remove what you keep", setupClean},
+      Command{"remove", "Move paths to the Trash or delete them, after the protection checks", setupRemove},
+      Command{"protect", "Say whether the protection layer allows removing paths", setupProtect},
+      Command{"whitelist", "Show, edit or check the whitelist of paths never cleaned", setupWhitelist},
       Command{"rules", "Check a rule file of clean targets", setupRules},
       Command{"analyze", "List a folder's contents, biggest first", setupAnalyze},
       Command{"overview", "Show where the space in your home and on your volumes goes", setupOverview},

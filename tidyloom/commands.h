@@ -32,5 +32,8 @@ Handler setupOverview(CLI::App& command, Context& context);
 Handler setupLens(CLI::App& command, Context& context);
 Handler setupLarge(CLI::App& command, Context& context);
 Handler setupDupes(CLI::App& command, Context& context);
+Handler setupRemove(CLI::App& command, Context& context);
+Handler setupProtect(CLI::App& command, Context& context);
+Handler setupWhitelist(CLI::App& command, Context& context);
 
 }  // namespace tidyloom::cli

@@ -1,0 +1,124 @@
+// End-to-end tests of `tidyloom remove` on fixture trees and on the live Trash of a temporary home.
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include <nlohmann/json.hpp>
+
+#include "testing/temp_tree.h"
+
+namespace tidyloom {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::builtProgram;
+using testing::runProgram;
+
+class RemoveCommandTest : public ::testing::Test {
+ protected:
+  testing::CommandResult tidyloom(std::vector<std::string> arguments, const std::string& input = {},
+                                  const std::vector<std::string>& environment = {}) {
+    arguments.insert(arguments.begin(), {"--fixture", tree.root().string()});
+    return runProgram(builtProgram("tidyloom"), arguments, input, 120, environment);
+  }
+  testing::TempTree tree;
+};
+
+TEST_F(RemoveCommandTest, WithoutYesItListsThePlanAndDecliningRemovesNothing) {
+  tree.file("Caches/app/blob.bin", 50000);
+  const std::string app = tree.path("Caches/app").string();
+  const auto result =
+      tidyloom({"--lang", "zh-Hans", "remove", "--permanent", app, tree.path("Documents").string()}, "n\n");
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_NE(result.err.find(app), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("kB"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("永久删除，无法撤销"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("永久删除 1 项？此操作无法撤销。"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("未删除任何内容。"), std::string::npos) << result.err;
+  EXPECT_TRUE(fs::exists(tree.path("Caches/app/blob.bin")));
+}
+
+TEST_F(RemoveCommandTest, ConfirmedRemovalGoesToTheFixtureTrashAndRefusedPathsAreReported) {
+  tree.text("Caches/one.log", "1");
+  tree.dir("Documents");
+  const auto result = tidyloom({"--json", "--lang", "zh-Hans", "remove", tree.path("Caches/one.log").string(),
+                                tree.path("Documents").string(), tree.path("Caches/absent").string()},
+                               "y\n");
+  EXPECT_EQ(result.status, 1) << result.err;
+  const auto report = nlohmann::json::parse(result.out);
+  EXPECT_EQ(report["removed"], nlohmann::json::array({tree.path("Caches/one.log").string()}));
+  EXPECT_EQ(report["failed"],
+            nlohmann::json::parse(R"([{"path":")" + tree.path("Documents").string() + R"(","reason":"受保护路径：)" +
+                                  tree.path("Documents").string() + R"("}])"));
+  EXPECT_TRUE(fs::exists(tree.path(".Trash/one.log")));
+  EXPECT_TRUE(fs::exists(tree.path("Documents")));
+}
+
+TEST_F(RemoveCommandTest, ControlCharactersAreShownEscapedAndRefusedWhileOtherPathsGoOn) {
+  const std::string odd = tree.text("Caches/bad\nname", "x").string();
+  tree.text("Caches/fine", "x");
+  const auto result =
+      tidyloom({"--lang", "en", "remove", "--yes", "--permanent", odd, tree.path("Caches/fine").string()});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_NE(result.out.find("Path contains control characters: " + tree.path("Caches").string() + "/bad\\nname"),
+            std::string::npos)
+      << result.out;
+  EXPECT_NE(result.out.find("Deleted 1 items permanently"), std::string::npos) << result.out;
+  EXPECT_TRUE(fs::exists(odd));
+  EXPECT_FALSE(fs::exists(tree.path("Caches/fine")));
+}
+
+TEST_F(RemoveCommandTest, RelativePathsAreTakenFromTheWorkingDirectory) {
+  tree.text("Caches/rel.txt", "x");
+  const auto result =
+      runProgram("/bin/sh", {"-c", "cd \"$1\" && exec \"$2\" --fixture \"$3\" --json remove --yes rel.txt", "sh",
+                             tree.path("Caches").string(), builtProgram("tidyloom").string(), tree.root().string()});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(nlohmann::json::parse(result.out)["removed"][0], tree.path("Caches/rel.txt").string());
+  EXPECT_TRUE(fs::exists(tree.path(".Trash/rel.txt")));
+}
+
+TEST_F(RemoveCommandTest, ScopeAndStopOnFailureShapeTheRun) {
+  tree.text("Caches/a", "x");
+  tree.text("Caches/b", "x");
+  tree.dir("Applications");
+  auto result = tidyloom({"--json", "remove", "--yes", "--scope", "uninstallApp", "--stop-on-failure",
+                          tree.path("Applications").string(), tree.path("Caches/a").string()});
+  EXPECT_EQ(result.status, 1);
+  const auto report = nlohmann::json::parse(result.out);
+  EXPECT_EQ(report["removed"].size(), 0u);
+  EXPECT_EQ(report["failed"].size(), 1u);
+  EXPECT_TRUE(fs::exists(tree.path("Caches/a")));
+
+  result = tidyloom({"remove", "--scope", "everything", tree.path("Caches/b").string()});
+  EXPECT_EQ(result.status, 2);
+  result = tidyloom({"remove", "--trash", "--permanent", tree.path("Caches/b").string()});
+  EXPECT_EQ(result.status, 2);
+}
+
+TEST_F(RemoveCommandTest, ARemovalIsRecordedInTheHistory) {
+  tree.file("Caches/big.bin", 20000);
+  const auto result = tidyloom({"--json", "remove", "--yes", "--permanent", tree.path("Caches/big.bin").string()});
+  ASSERT_EQ(result.status, 0) << result.err;
+  const auto history = runProgram(builtProgram("tidyloom"), {"--fixture", tree.root().string(), "--json", "history"});
+  const auto entries = nlohmann::json::parse(history.out);
+  ASSERT_EQ(entries.size(), 1u) << history.out;
+  EXPECT_EQ(entries[0]["feature"], "remove");
+  EXPECT_EQ(entries[0]["mode"], "permanent");
+}
+
+// Without --fixture the real Trash is used; a temporary data folder stands in for the user's.
+TEST(RemoveCommandLive, ItemsGoToTheFreedesktopTrashOfTheDataFolder) {
+  testing::TempTree tree;
+  const std::string file = tree.text("work/draft.txt", "draft").string();
+  const std::vector<std::string> environment{"XDG_DATA_HOME=" + tree.path("data").string(),
+                                             "XDG_CONFIG_HOME=" + tree.path("config").string()};
+  const auto result = runProgram(builtProgram("tidyloom"), {"--json", "remove", "--yes", file}, "", 120, environment);
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_TRUE(fs::exists(tree.path("data/Trash/files/draft.txt")));
+  EXPECT_TRUE(fs::exists(tree.path("data/Trash/info/draft.txt.trashinfo")));
+  EXPECT_FALSE(fs::exists(file));
+}
+
+}  // namespace
+}  // namespace tidyloom

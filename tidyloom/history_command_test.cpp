@@ -127,5 +127,29 @@ TEST(HistoryCommandTest, ListsRunsNewestFirstAndExportsThem) {
   EXPECT_EQ(runTidyloom(tree, {"history", "--export", "many"}).status, 2);
 }
 
+TEST(HistoryCommandTest, ARemoveRunShowsUpInHistoryAndStats) {
+  TempTree tree;
+  const auto victim = tree.file("Downloads/old.iso", 300'000);
+  const auto removed = runTidyloom(tree, {"remove", "--yes", victim.string()});
+  ASSERT_EQ(removed.status, 0) << removed.err;
+  ASSERT_FALSE(std::filesystem::exists(victim));
+
+  const auto entries = nlohmann::json::parse(runTidyloom(tree, {"--json", "history"}).out);
+  ASSERT_EQ(entries.size(), 1u);
+  EXPECT_EQ(entries[0]["feature"], "remove");
+  EXPECT_EQ(entries[0]["mode"], "trash");
+  EXPECT_EQ(entries[0]["status"], "ok");
+  EXPECT_EQ(entries[0]["itemCount"], 1);
+  EXPECT_EQ(entries[0]["paths"], nlohmann::json::array({victim.string()}));
+  const auto freed = entries[0]["freedBytes"].get<std::uint64_t>();
+  EXPECT_GE(freed, 300'000u);
+
+  const auto stats = nlohmann::json::parse(runTidyloom(tree, {"--json", "stats"}).out);
+  EXPECT_EQ(stats["freedBytes"], freed);
+  const auto list = runTidyloom(tree, {"history"});
+  EXPECT_NE(list.out.find("remove"), std::string::npos) << list.out;
+  EXPECT_NE(list.out.find("Moved to Trash"), std::string::npos) << list.out;
+}
+
 }  // namespace
 }  // namespace tidyloom::cli

@@ -49,13 +49,12 @@ Handler setupDupes(CLI::App& command, Context& /*context*/) {
         root,
         [&](const DuplicateScanProgress& step) {
           if (step.phase == DuplicateScanPhase::searching) {
-            progress.update(L10n::translate("正在查找候选文件"), std::nullopt, std::nullopt,
-                            printablePath(step.currentPath));
+            progress.update(L10n::translate("正在查找候选文件"), std::nullopt, std::nullopt, step.currentPath);
           } else {
             const double fraction =
                 step.totalBytes == 0 ? 1.0
                                      : static_cast<double>(step.comparedBytes) / static_cast<double>(step.totalBytes);
-            progress.update(L10n::translate("正在比较内容"), std::nullopt, fraction, printablePath(step.currentPath));
+            progress.update(L10n::translate("正在比较内容"), std::nullopt, fraction, step.currentPath);
           }
         },
         [&] { return context.interrupted(); });

@@ -87,7 +87,7 @@ Handler setupLarge(CLI::App& command, Context& /*context*/) {
         root,
         [&](const LargeFileScanProgress& step) {
           progress.update(L10n::translate("正在查找大文件"), static_cast<std::uint64_t>(step.foundCount), std::nullopt,
-                          printablePath(step.currentPath));
+                          step.currentPath);
         },
         [&] { return context.interrupted(); });
     progress.clear();

@@ -22,10 +22,10 @@ static uint64_t next_random(void) {
   return z ^ (z >> 31);
 }
 
-static const char *root;
+static const char* root;
 static long files, sets, links;
 static uint64_t bytes_written;
-static unsigned char *buffer;
+static unsigned char* buffer;
 
 static void fill_random(size_t size) {
   for (size_t i = 0; i + 8 <= size; i += 8) {
@@ -35,11 +35,11 @@ static void fill_random(size_t size) {
   for (size_t i = size & ~(size_t)7; i < size; ++i) buffer[i] = (unsigned char)next_random();
 }
 
-static void path_for(char *path, size_t capacity, const char *kind, long number) {
+static void path_for(char* path, size_t capacity, const char* kind, long number) {
   snprintf(path, capacity, "%s/f%02d/%s-%ld.bin", root, (int)(next_random() % kFolders), kind, number);
 }
 
-static void write_file(const char *path, size_t size) {
+static void write_file(const char* path, size_t size) {
   const int fd = open(path, O_CREAT | O_WRONLY | O_TRUNC | O_CLOEXEC, 0644);
   if (fd < 0 || write(fd, buffer, size) != (ssize_t)size) {
     perror(path);
@@ -56,7 +56,7 @@ static size_t random_size(void) {
   return kMinSize + (size_t)((r * r * 12) + next_random() % 1000);
 }
 
-int main(int argc, char **argv) {
+int main(int argc, char** argv) {
   if (argc < 2) {
     fprintf(stderr, "usage: %s DIR [MEGABYTES] [SEED]\n", argv[0]);
     return 2;

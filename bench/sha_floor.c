@@ -17,21 +17,21 @@
 enum { kBlock = 65536 };
 
 struct file {
-  char *path;
+  char* path;
   uint64_t size, device, inode;
   unsigned char head[32], tail[32];
   int ok;
 };
 
-static struct file *files;
+static struct file* files;
 static size_t count;
-static size_t *work;  /* indexes into files for the current step */
+static size_t* work; /* indexes into files for the current step */
 static size_t work_count, next_work;
 static int tail_step;
 static uint64_t bytes_read;
 static pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
 
-static int digest(const char *path, uint64_t from, uint64_t to, unsigned char out[32], struct stat *status) {
+static int digest(const char* path, uint64_t from, uint64_t to, unsigned char out[32], struct stat* status) {
   const int fd = open(path, O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NOATIME);
   if (fd < 0) return 0;
   if (fstat(fd, status) != 0) {
@@ -39,7 +39,7 @@ static int digest(const char *path, uint64_t from, uint64_t to, unsigned char ou
     return 0;
   }
   unsigned char buffer[kBlock];
-  EVP_MD_CTX *context = EVP_MD_CTX_new();
+  EVP_MD_CTX* context = EVP_MD_CTX_new();
   EVP_DigestInit_ex(context, EVP_sha256(), NULL);
   uint64_t local = 0;
   int ok = 1;
@@ -62,7 +62,7 @@ static int digest(const char *path, uint64_t from, uint64_t to, unsigned char ou
   return ok;
 }
 
-static void *worker(void *unused) {
+static void* worker(void* unused) {
   (void)unused;
   for (;;) {
     pthread_mutex_lock(&lock);
@@ -72,7 +72,7 @@ static void *worker(void *unused) {
     pthread_mutex_unlock(&lock);
     if (begin >= end) return NULL;
     for (size_t k = begin; k < end; ++k) {
-      struct file *f = &files[work[k]];
+      struct file* f = &files[work[k]];
       struct stat status = {0};
       if (!tail_step) {
         f->ok = digest(f->path, 0, f->size < kBlock ? f->size : kBlock, f->head, &status);
@@ -92,29 +92,29 @@ static void run_step(int threads) {
   for (int i = 0; i < threads; ++i) pthread_join(ids[i], NULL);
 }
 
-static int by_size(const void *a, const void *b) {
-  const struct file *x = &files[*(const size_t *)a], *y = &files[*(const size_t *)b];
+static int by_size(const void* a, const void* b) {
+  const struct file *x = &files[*(const size_t*)a], *y = &files[*(const size_t*)b];
   return x->size < y->size ? -1 : x->size > y->size;
 }
-static int by_identity(const void *a, const void *b) {
-  const struct file *x = &files[*(const size_t *)a], *y = &files[*(const size_t *)b];
+static int by_identity(const void* a, const void* b) {
+  const struct file *x = &files[*(const size_t*)a], *y = &files[*(const size_t*)b];
   if (x->device != y->device) return x->device < y->device ? -1 : 1;
   if (x->inode != y->inode) return x->inode < y->inode ? -1 : 1;
-  return *(const size_t *)a < *(const size_t *)b ? -1 : 1;
+  return *(const size_t*)a < *(const size_t*)b ? -1 : 1;
 }
-static int by_head(const void *a, const void *b) {
-  const struct file *x = &files[*(const size_t *)a], *y = &files[*(const size_t *)b];
+static int by_head(const void* a, const void* b) {
+  const struct file *x = &files[*(const size_t*)a], *y = &files[*(const size_t*)b];
   if (x->size != y->size) return x->size < y->size ? -1 : 1;
   return memcmp(x->head, y->head, 32);
 }
-static int by_content(const void *a, const void *b) {
+static int by_content(const void* a, const void* b) {
   const int head = by_head(a, b);
   if (head) return head;
-  return memcmp(files[*(const size_t *)a].tail, files[*(const size_t *)b].tail, 32);
+  return memcmp(files[*(const size_t*)a].tail, files[*(const size_t*)b].tail, 32);
 }
 
 /* Keeps the members of runs of two or more equal elements of `work` under `compare`. */
-static void keep_runs(int (*compare)(const void *, const void *)) {
+static void keep_runs(int (*compare)(const void*, const void*)) {
   qsort(work, work_count, sizeof *work, compare);
   size_t kept = 0;
   for (size_t i = 0; i < work_count;) {
@@ -127,7 +127,7 @@ static void keep_runs(int (*compare)(const void *, const void *)) {
   work_count = kept;
 }
 
-int main(int argc, char **argv) {
+int main(int argc, char** argv) {
   int threads = 2;
   int arg = 1;
   if (arg + 1 < argc && strcmp(argv[arg], "-j") == 0) {
@@ -138,13 +138,13 @@ int main(int argc, char **argv) {
     fprintf(stderr, "usage: %s [-j THREADS] LIST\n", argv[0]);
     return 2;
   }
-  FILE *list = fopen(argv[arg], "r");
+  FILE* list = fopen(argv[arg], "r");
   if (!list) {
     perror(argv[arg]);
     return 1;
   }
   size_t capacity = 0;
-  char *line = NULL;
+  char* line = NULL;
   size_t line_capacity = 0;
   ssize_t length;
   while ((length = getline(&line, &line_capacity, list)) > 0) {
@@ -174,7 +174,7 @@ int main(int argc, char **argv) {
   qsort(work, work_count, sizeof *work, by_identity);
   kept = 0;
   for (size_t i = 0; i < work_count; ++i) {
-    const struct file *f = &files[work[i]];
+    const struct file* f = &files[work[i]];
     if (kept == 0 || f->device != files[work[kept - 1]].device || f->inode != files[work[kept - 1]].inode)
       work[kept++] = work[i];
   }

@@ -1,0 +1,73 @@
+// The client call: fresh link, reply box, deadline, first answer wins.
+#include "helper/privileged_helper_client.h"
+
+#include "core/engine_error.h"
+#include "helper/privileged_helper.h"
+#include "helper/reply_box.h"
+#include "l10n/l10n.h"
+
+namespace tidyloom {
+
+PrivilegedHelperClient::PrivilegedHelperClient(std::string requirement, HelperLinkFactory links)
+    : requirement_(std::move(requirement)), links_(std::move(links)) {}
+
+std::unique_ptr<PrivilegedHelperClient> PrivilegedHelperClient::liveIfEnabled() {
+  return liveIfEnabled(platform::helperHostFacts(PrivilegedHelper::clientIdentifier, PrivilegedHelper::label));
+}
+
+std::unique_ptr<PrivilegedHelperClient> PrivilegedHelperClient::liveIfEnabled(const platform::HelperHostFacts& facts) {
+  if (facts.bundleIdentifier != PrivilegedHelper::clientIdentifier) return nullptr;
+  if (facts.registration != platform::HelperRegistrationStatus::enabled) return nullptr;
+  const auto requirement =
+      facts.signedPeers ? PrivilegedHelper::peerRequirement(PrivilegedHelper::label) : std::optional<std::string>("uid 0");
+  if (!requirement) return nullptr;
+  return std::make_unique<PrivilegedHelperClient>(*requirement, [endpoint = facts.endpoint] {
+    return makeSocketHelperLink(endpoint);
+  });
+}
+
+std::string PrivilegedHelperClient::call(std::chrono::milliseconds timeout, const HelperRequest& request) const {
+  const auto link = links_();
+  // Shared with the link's handlers, which may still fire after this call has given up.
+  const auto box = std::make_shared<ReplyBox>();
+  const bool sent = link && link->send(
+                                request,
+                                [box](std::optional<std::string> bytes, std::optional<std::string> message) {
+                                  if (!bytes && !message) message = L10n::translate("系统权限助手返回无效数据");
+                                  box->finish(std::move(bytes), std::move(message));
+                                },
+                                [box](std::string message) { box->finish(std::nullopt, std::move(message)); });
+  if (!sent) {
+    if (link) link->invalidate();
+    throw EngineError::io(L10n::translate("无法连接系统权限助手"));
+  }
+  const auto outcome = box->wait(std::chrono::steady_clock::now() + timeout);
+  link->invalidate();
+  if (const auto* data = std::get_if<ReplyBox::Data>(&outcome)) return data->bytes;
+  if (const auto* failure = std::get_if<ReplyBox::Failure>(&outcome)) {
+    throw EngineError::io(L10n::translate("系统权限助手失败：%@", {failure->message}));
+  }
+  throw EngineError::io(L10n::translate("系统权限助手无响应"));
+}
+
+std::vector<CleanupCandidate> PrivilegedHelperClient::scanSystem(bool includesRebuildableCaches) {
+  const auto bytes = call(kScanTimeout, ScanSystemRequest{includesRebuildableCaches});
+  std::vector<CleanupCandidate> candidates;
+  for (auto& row : decodeCandidates(bytes)) {
+    candidates.push_back({std::move(row.path), std::move(row.section), row.byteSize, true});
+  }
+  return candidates;
+}
+
+RunReport PrivilegedHelperClient::removeSystemPaths(const std::vector<std::string>& paths) {
+  const auto language = std::string(rawValue(L10n::currentLanguage()));
+  const auto bytes = call(kRemoveTimeout, RemoveSystemPathsRequest{paths, language});
+  auto removal = decodeRemoval(bytes);
+  RunReport report;
+  report.removed = std::move(removal.removed);
+  for (auto& failure : removal.failed) report.failed.push_back({std::move(failure.path), std::move(failure.reason)});
+  report.freedBytes = removal.freedBytes;
+  return report;
+}
+
+}  // namespace tidyloom

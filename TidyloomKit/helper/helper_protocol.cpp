@@ -24,6 +24,12 @@ auto decoding(std::string_view bytes, Decode decode) {
   }
 }
 
+// JSON numbers for sizes must be unsigned integers; a negative or fractional size is not silently cast.
+std::uint64_t unsignedSize(const json& value) {
+  if (!value.is_number_unsigned()) throw json::type_error::create(302, "size must be an unsigned integer", &value);
+  return value.get<std::uint64_t>();
+}
+
 bool boundedString(const json& value, size_t limit) {
   return value.is_string() && value.get_ref<const std::string&>().size() <= limit;
 }
@@ -42,7 +48,7 @@ std::vector<HelperCandidate> decodeCandidates(std::string_view bytes) {
     std::vector<HelperCandidate> rows;
     for (const auto& row : document) {
       rows.push_back({row.at("path").get<std::string>(), row.at("section").get<std::string>(),
-                      row.at("byteSize").get<std::uint64_t>()});
+                      unsignedSize(row.at("byteSize"))});
     }
     return rows;
   });
@@ -61,7 +67,7 @@ HelperRemoval decodeRemoval(std::string_view bytes) {
     for (const auto& failure : document.at("failed")) {
       removal.failed.push_back({failure.at("path").get<std::string>(), failure.at("reason").get<std::string>()});
     }
-    removal.freedBytes = document.at("freedBytes").get<std::uint64_t>();
+    removal.freedBytes = unsignedSize(document.at("freedBytes"));
     return removal;
   });
 }

@@ -1,0 +1,95 @@
+// The daemon's service: scan rows out as JSON, reviewed paths in, each re-checked before deletion.
+#include "helper/helper_service.h"
+
+#include <cstdlib>
+#include <system_error>
+
+#include "core/control_characters.h"
+#include "core/engine_error.h"
+#include "l10n/l10n.h"
+#include "removal/file_measure.h"
+#include "removal/protection_layer.h"
+
+namespace tidyloom {
+namespace {
+
+// Switches the process's message language for the request; `system` keeps the daemon's own.
+void switchLanguage(std::string_view raw) {
+  const AppLanguage requested = appLanguageFromRaw(raw).value_or(AppLanguage::english);
+  if (requested == AppLanguage::system) return;
+  if (requested != L10n::currentLanguage()) L10n::setLanguage(requested);
+}
+
+void deletePermanently(const std::string& path) {
+  std::error_code error;
+  std::filesystem::remove_all(path, error);
+  if (error) throw EngineError::io(error.message());
+}
+
+}  // namespace
+
+PrivilegedHelperService::PrivilegedHelperService(ScanRoots roots, PrivilegedHelperActivityRef activity)
+    : PrivilegedHelperService(roots, systemCleanScanSource(roots, kMaxAgeDays), std::move(activity)) {}
+
+PrivilegedHelperService::PrivilegedHelperService(ScanRoots roots, std::shared_ptr<const PrivilegedScanSource> scanner,
+                                                 PrivilegedHelperActivityRef activity)
+    : roots_(std::move(roots)), scanner_(std::move(scanner)), activity_(std::move(activity)) {}
+
+HelperReply PrivilegedHelperService::scanSystem(bool includesRebuildableCaches) const {
+  const ActivityScope counted(activity_.get());
+  std::vector<HelperCandidate> rows;
+  for (auto& candidate : scanner_->scanPrivileged(includesRebuildableCaches)) {
+    rows.push_back({std::move(candidate.path), std::move(candidate.section), candidate.byteSize});
+  }
+  try {
+    return {encodeCandidates(rows), std::nullopt};
+  } catch (const std::exception&) {
+    return {};
+  }
+}
+
+HelperReply PrivilegedHelperService::removeSystemPaths(const std::vector<std::string>& paths,
+                                                       std::string_view language, const StopCheck& stop) const {
+  const ActivityScope counted(activity_.get());
+  const std::lock_guard serial(removalLock_);
+  switchLanguage(language);
+  const RunReport report = remove(paths, stop);
+  HelperRemoval removal{report.removed, {}, report.freedBytes};
+  for (const auto& failure : report.failed) removal.failed.push_back({failure.path, failure.reason});
+  try {
+    return {encodeRemoval(removal), std::nullopt};
+  } catch (const std::exception&) {
+    return {};
+  }
+}
+
+HelperReply PrivilegedHelperService::handle(const HelperRequest& request, const StopCheck& stop) const {
+  if (const auto* scan = std::get_if<ScanSystemRequest>(&request)) return scanSystem(scan->includesRebuildableCaches);
+  const auto& remove = std::get<RemoveSystemPathsRequest>(request);
+  return removeSystemPaths(remove.paths, remove.language, stop);
+}
+
+RunReport PrivilegedHelperService::remove(const std::vector<std::string>& paths, const StopCheck& stop) const {
+  RunReport report;
+  const ProtectionLayer protection;
+  for (const auto& path : paths) {
+    if (stop && stop()) break;
+    try {
+      if (containsControlCharacter(path)) {
+        throw EngineError::protection(L10n::translate("路径包含控制字符：%@", {path}));
+      }
+      protection.assertRemovable(path, roots_, RemovalScope::userData);
+      scanner_->assertPrivilegedRemovableNow(path);
+      const std::uint64_t size = FileMeasure::byteSize(path);
+      deletePermanently(path);
+      report.removed.push_back(path);
+      if (report.freedBytes + size < report.freedBytes) std::abort();  // cannot happen; never wrap
+      report.freedBytes += size;
+    } catch (const EngineError& error) {
+      report.failed.push_back({path, error.message()});
+    }
+  }
+  return report;
+}
+
+}  // namespace tidyloom

@@ -1,0 +1,180 @@
+// Administrator commands through the shared shell session, batches with progress and error files.
+#include "removal/privileged_runner.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <set>
+#include <sstream>
+
+#include "core/atomic_write.h"
+#include "core/bounded_probe.h"
+#include "core/engine_error.h"
+#include "core/uuid.h"
+#include "l10n/l10n.h"
+#include "platform/admin_shell.h"
+#include "removal/admin_shell_session.h"
+
+namespace tidyloom {
+namespace {
+
+// Marks where each step's standard error starts in the shared error file.
+constexpr std::string_view kStepMarker = "@@tidyloom-step ";
+
+[[noreturn]] void authError(const AdminShellSession::Reply& reply) {
+  if (reply.code == -128) throw EngineError::io(L10n::translate("已取消管理员授权"));
+  if (reply.message.empty()) throw EngineError::io(L10n::translate("管理员授权失败或用户取消"));
+  throw EngineError::io(reply.message);
+}
+
+bool createPrivateFile(const std::string& path) {
+  const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  if (fd < 0) return false;
+  (void)::close(fd);
+  return true;
+}
+
+// Reads the progress file from `offset` and reports every new complete line once.
+void drainProgress(const std::string& path, std::string::size_type& offset, std::set<std::string>& finished,
+                   const std::function<void(const std::string&)>& onStepFinished) {
+  std::string text;
+  if (!readWholeFile(path, text) || text.size() <= offset) return;
+  const auto lastBreak = text.rfind('\n');
+  if (lastBreak == std::string::npos || lastBreak < offset) return;
+  std::istringstream lines(text.substr(offset, lastBreak + 1 - offset));
+  offset = lastBreak + 1;
+  for (std::string id; std::getline(lines, id);) {
+    if (finished.insert(id).second && onStepFinished) onStepFinished(id);
+  }
+}
+
+// Splits the error file into each step's text (trailing blank lines trimmed).
+AdminStepErrors stepErrors(const std::string& path) {
+  AdminStepErrors errors;
+  std::string text;
+  if (!readWholeFile(path, text)) return errors;
+  std::istringstream lines(text);
+  std::string current;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with(kStepMarker)) {
+      current = line.substr(kStepMarker.size());
+      continue;
+    }
+    if (current.empty() || line.empty()) continue;
+    auto& reason = errors[current];
+    if (!reason.empty()) reason += '\n';
+    reason += line;
+  }
+  return errors;
+}
+
+}  // namespace
+
+std::string shellQuoted(const std::string& text) {
+  std::string out = "'";
+  for (const char c : text) {
+    if (c == '\'') {
+      out += "'\\''";
+    } else {
+      out += c;
+    }
+  }
+  return out + "'";
+}
+
+PrivilegedRunner::PrivilegedRunner(std::shared_ptr<AdminShellSession> session) : session_(std::move(session)) {}
+
+PrivilegedRunner PrivilegedRunner::live() { return PrivilegedRunner(AdminShellSession::shared()); }
+
+void PrivilegedRunner::runAdmin(const std::string& command) {
+  const auto reply = session_->run(command);
+  if (reply.code != 0) authError(reply);
+}
+
+AdminStepErrors PrivilegedRunner::runAdminBatch(const std::vector<AdminStep>& steps,
+                                                const std::function<void(const std::string&)>& onStepFinished) {
+  if (steps.empty()) return {};
+  const std::string stem = platform::adminScratchDirectory() + "/tidyloom-admin-" + makeUUID();
+  const std::string progressFile = stem + ".log";
+  const std::string errorFile = stem + ".err";
+  if (!createPrivateFile(progressFile)) throw EngineError::io(L10n::translate("无法创建授权进度文件"));
+  if (!createPrivateFile(errorFile)) {
+    (void)::unlink(progressFile.c_str());
+    throw EngineError::io(L10n::translate("无法创建授权进度文件"));
+  }
+  std::string command;
+  for (const auto& step : steps) {
+    command += "echo " + shellQuoted(std::string(kStepMarker) + step.id) + " >>" + shellQuoted(errorFile) + "; ";
+    // The braces keep the redirections on the whole step, whatever shape its command has.
+    command += "{ " + step.command + "\n} >/dev/null 2>>" + shellQuoted(errorFile);
+    command += "; echo " + shellQuoted(step.id) + " >>" + shellQuoted(progressFile) + "; ";
+  }
+  command += "exit 0";
+
+  std::string::size_type offset = 0;
+  std::set<std::string> finished;
+  AdminShellSession::Reply reply;
+  try {
+    reply = session_->run(command, [&] { drainProgress(progressFile, offset, finished, onStepFinished); });
+  } catch (...) {
+    (void)::unlink(progressFile.c_str());
+    (void)::unlink(errorFile.c_str());
+    throw;
+  }
+  drainProgress(progressFile, offset, finished, onStepFinished);
+  AdminStepErrors errors = stepErrors(errorFile);
+  (void)::unlink(progressFile.c_str());
+  (void)::unlink(errorFile.c_str());
+  if (reply.code != 0) authError(reply);
+  for (const auto& step : steps) {
+    if (!finished.contains(step.id) && !errors.contains(step.id)) errors[step.id] = L10n::translate("步骤未完成");
+  }
+  return errors;
+}
+
+void PrivilegedRunner::runUser(const std::string& executable, const std::vector<std::string>& arguments) {
+  const auto result = BoundedProbe::run(executable, arguments, std::chrono::minutes(10));
+  if (!result.launched || result.status != 0) {
+    throw EngineError::io(L10n::translate("命令执行失败：%@（状态 %@）", {executable, std::to_string(result.status)}));
+  }
+}
+
+void RecordingPrivilegedRunner::execute(const std::string& command) const {
+  const auto result = BoundedProbe::run("/bin/sh", {"-c", command}, std::chrono::minutes(10));
+  if (result.status != 0) {
+    throw EngineError::io("stub admin execution failed (" + std::to_string(result.status) + ")");
+  }
+}
+
+void RecordingPrivilegedRunner::runAdmin(const std::string& command) {
+  adminCommands.push_back(command);
+  ++authorizations;
+  if (shouldFailAdmin) throw EngineError::io("stub admin failure");
+  if (executeAdminCommands) execute(command);
+}
+
+AdminStepErrors RecordingPrivilegedRunner::runAdminBatch(
+    const std::vector<AdminStep>& steps, const std::function<void(const std::string&)>& onStepFinished) {
+  for (const auto& step : steps) adminCommands.push_back(step.command);
+  ++authorizations;
+  if (shouldFailAdmin) throw EngineError::io("stub admin failure");
+  AdminStepErrors errors;
+  for (const auto& step : steps) {
+    if (executeAdminCommands) {
+      try {
+        execute(step.command);
+      } catch (const EngineError& error) {
+        errors[step.id] = error.message();
+      }
+    }
+    if (onStepFinished) onStepFinished(step.id);
+  }
+  return errors;
+}
+
+void RecordingPrivilegedRunner::runUser(const std::string& executable, const std::vector<std::string>& arguments) {
+  userCommands.emplace_back(executable, arguments);
+}
+
+}  // namespace tidyloom

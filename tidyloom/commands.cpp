@@ -20,6 +20,8 @@ std::span<const Command> commands() {
       Command{"status", "Show a snapshot of the machine's state with a health score", setupStatus},
       Command{"history", "List finished runs, newest first, or export them", setupHistory},
       Command{"stats", "Show days of use, bytes freed and files scanned", setupStats},
+      Command{"system", "Scan and remove old system caches and logs (root helper or administrator)", setupSystem},
+      Command{"helper", "Show the root helper daemon's state", setupHelper},
   };
   return kCommands;
 }

@@ -35,5 +35,7 @@ Handler setupDupes(CLI::App& command, Context& context);
 Handler setupRemove(CLI::App& command, Context& context);
 Handler setupProtect(CLI::App& command, Context& context);
 Handler setupWhitelist(CLI::App& command, Context& context);
+Handler setupSystem(CLI::App& command, Context& context);
+Handler setupHelper(CLI::App& command, Context& context);
 
 }  // namespace tidyloom::cli

@@ -7,8 +7,8 @@
 #include "core/control_characters.h"
 #include "core/engine_error.h"
 #include "l10n/l10n.h"
-#include "removal/file_measure.h"
 #include "removal/protection_layer.h"
+#include "removal/remover.h"
 
 namespace tidyloom {
 namespace {
@@ -20,11 +20,6 @@ void switchLanguage(std::string_view raw) {
   if (requested != L10n::currentLanguage()) L10n::setLanguage(requested);
 }
 
-void deletePermanently(const std::string& path) {
-  std::error_code error;
-  std::filesystem::remove_all(path, error);
-  if (error) throw EngineError::io(error.message());
-}
 
 }  // namespace
 
@@ -71,21 +66,24 @@ HelperReply PrivilegedHelperService::handle(const HelperRequest& request, const 
 
 RunReport PrivilegedHelperService::remove(const std::vector<std::string>& paths, const StopCheck& stop) const {
   RunReport report;
-  const ProtectionLayer protection;
+  // The remover measures and deletes permanently with directory descriptors, never following a
+  // link swapped in after the checks; the daemon never uses the Trash.
+  Remover remover;
+  const auto recheck = [this](const std::string& path) { scanner_->assertPrivilegedRemovableNow(path); };
   for (const auto& path : paths) {
     if (stop && stop()) break;
     try {
       if (containsControlCharacter(path)) {
         throw EngineError::protection(L10n::translate("路径包含控制字符：%@", {path}));
       }
-      protection.assertRemovable(path, roots_, RemovalScope::userData);
-      scanner_->assertPrivilegedRemovableNow(path);
-      const std::uint64_t size = FileMeasure::byteSize(path);
-      deletePermanently(path);
-      report.removed.push_back(path);
-      if (report.freedBytes + size < report.freedBytes) std::abort();  // cannot happen; never wrap
-      report.freedBytes += size;
+      remover.protection.assertRemovable(path, roots_, RemovalScope::userData);
+      recheck(path);
+      const RunReport one = remover.remove({path}, RemovalMode::permanent, roots_, RemovalScope::userData, false, recheck);
+      report.removed.insert(report.removed.end(), one.removed.begin(), one.removed.end());
+      report.failed.insert(report.failed.end(), one.failed.begin(), one.failed.end());
+      if (__builtin_add_overflow(report.freedBytes, one.freedBytes, &report.freedBytes)) std::abort();
     } catch (const EngineError& error) {
+      if (error.isCancelled()) break;
       report.failed.push_back({path, error.message()});
     }
   }

@@ -30,9 +30,9 @@ const Installation& Installation::shared() {
     if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
     ::chmod(pattern.c_str(), 0755);
     const char* build = std::getenv("TIDYLOOM_BINARY_DIR");
-    const auto result = BoundedProbe::run(findExecutable("cmake").value_or("cmake"),
-                                          {"--install", build ? build : ".", "--prefix", pattern},
-                                          std::chrono::seconds(300));
+    const auto result =
+        BoundedProbe::run(findExecutable("cmake").value_or("cmake"),
+                          {"--install", build ? build : ".", "--prefix", pattern}, std::chrono::seconds(300));
     if (result.status != 0) throw std::runtime_error("cmake --install failed: " + result.errorOutput);
     static const std::string removeAtExit = pattern;
     std::atexit([] {
@@ -120,7 +120,8 @@ CommandResult runAsNobody(const fs::path& program, const std::vector<std::string
   ::close(errPipe[1]);
   CommandResult result;
   char buffer[4096];
-  for (ssize_t n; (n = ::read(errPipe[0], buffer, sizeof buffer)) > 0;) result.err.append(buffer, static_cast<size_t>(n));
+  for (ssize_t n; (n = ::read(errPipe[0], buffer, sizeof buffer)) > 0;)
+    result.err.append(buffer, static_cast<size_t>(n));
   ::close(errPipe[0]);
   int status = 0;
   ::waitpid(pid, &status, 0);

@@ -6,6 +6,8 @@
 
 #include <thread>
 
+#include <nlohmann/json.hpp>
+
 #include "daemon_harness.h"
 #include "helper/frame_io.h"
 #include "helper/helper_protocol.h"
@@ -37,8 +39,16 @@ class InstalledDaemonTest : public ::testing::Test {
     if (!runningAsRoot()) GTEST_SKIP() << "the daemon and its installation need root";
     socket_ = tree_.path("helper.sock");
   }
+  // Runs a front end against this test's daemon, keeping its history and settings inside the tree.
   CommandResult tidyloom(const fs::path& program, const std::vector<std::string>& arguments) const {
-    return runProgram(program, arguments, {}, 120, {"TIDYLOOM_HELPER_SOCKET=" + socket_.string()});
+    return runProgram(program, arguments, {}, 120,
+                      {"TIDYLOOM_HELPER_SOCKET=" + socket_.string(), "XDG_DATA_HOME=" + tree_.path("data").string(),
+                       "XDG_CONFIG_HOME=" + tree_.path("config").string(), "LANG=C"});
+  }
+  nlohmann::json statusOf(const fs::path& program) const {
+    const auto result = tidyloom(program, {"--json", "helper", "status"});
+    EXPECT_EQ(result.status, 0) << result.err;
+    return nlohmann::json::parse(result.out, nullptr, false);
   }
   // Sends raw bytes on a fresh connection; true when a reply frame came back.
   bool answered(const std::string& bytes) const {
@@ -78,6 +88,70 @@ TEST_F(InstalledDaemonTest, SurvivesABurstOfConnectionsThatBreakTheFraming) {
   }
   for (auto& client : clients) client.join();
   EXPECT_EQ(daemon.waitForExit(0.5), std::nullopt);
+}
+
+TEST_F(InstalledDaemonTest, TheInstalledFrontEndFindsItInstalledEnabledAndReachable) {
+  ActivatedDaemon daemon(Installation::shared().daemon(), socket_);
+  const auto status = statusOf(Installation::shared().frontEnd());
+  EXPECT_EQ(status["installed"], true);
+  EXPECT_EQ(status["enabled"], true);
+  EXPECT_EQ(status["reachable"], true) << status.dump();
+  EXPECT_EQ(status["message"], nullptr);
+}
+
+TEST_F(InstalledDaemonTest, TheInstalledFrontEndScansAndRemovesThroughTheDaemon) {
+  ActivatedDaemon daemon(Installation::shared().daemon(), socket_);
+  const auto frontEnd = Installation::shared().frontEnd();
+  const auto scan = tidyloom(frontEnd, {"--json", "system", "scan", "--via-helper", "--rebuildable"});
+  EXPECT_EQ(scan.status, 0) << scan.err;
+  EXPECT_TRUE(nlohmann::json::parse(scan.out, nullptr, false).is_array()) << scan.out;
+
+  // Paths the system scan does not offer are refused one by one, in the requested language.
+  const auto keep = tree_.file("keep.log", 100);
+  const auto removal = tidyloom(frontEnd, {"--lang", "en", "--json", "system", "remove", "--via-helper", "--yes",
+                                           keep.string(), "/var/log/line\nfeed.log", "/etc/passwd"});
+  EXPECT_EQ(removal.status, 1);
+  const auto report = nlohmann::json::parse(removal.out, nullptr, false);
+  ASSERT_TRUE(report.is_object()) << removal.out << removal.err;
+  EXPECT_TRUE(report["removed"].empty());
+  ASSERT_EQ(report["failed"].size(), 3u);
+  EXPECT_EQ(report["failed"][0]["reason"], "Path is not a system clean target: " + keep.string());
+  EXPECT_EQ(report["failed"][1]["reason"], "Path contains control characters: /var/log/line\nfeed.log");
+  EXPECT_TRUE(fs::exists(keep));
+  EXPECT_TRUE(fs::exists("/etc/passwd"));
+}
+
+TEST_F(InstalledDaemonTest, ACopyOfTheFrontEndOutsideTheInstallationIsRefused) {
+  ActivatedDaemon daemon(Installation::shared().daemon(), socket_);
+  const auto copy = tree_.path("elsewhere/tidyloom");
+  fs::create_directories(copy.parent_path());
+  fs::copy_file(Installation::shared().frontEnd(), copy);
+  const auto status = statusOf(copy);
+  EXPECT_EQ(status["reachable"], false);
+  EXPECT_NE(status["message"].get<std::string>().find("refused"), std::string::npos) << status.dump();
+  // Nor does the copy offer the helper route at all.
+  const auto scan = tidyloom(copy, {"system", "scan", "--via-helper"});
+  EXPECT_EQ(scan.status, 1);
+  EXPECT_NE(scan.err.find("root-owned installation"), std::string::npos) << scan.err;
+}
+
+TEST_F(InstalledDaemonTest, ADaemonOutsideARootOwnedInstallationServesNobody) {
+  ActivatedDaemon daemon(builtProgram("TidyloomHelper"), socket_);
+  EXPECT_EQ(statusOf(Installation::shared().frontEnd())["reachable"], false);
+}
+
+TEST_F(InstalledDaemonTest, ManyConcurrentFrontEndsAreAllServed) {
+  ActivatedDaemon daemon(Installation::shared().daemon(), socket_);
+  std::vector<std::thread> clients;
+  std::atomic<int> reachable = 0;
+  for (int i = 0; i < 12; ++i) {
+    clients.emplace_back([&] {
+      if (statusOf(Installation::shared().frontEnd())["reachable"] == true) ++reachable;
+    });
+  }
+  for (auto& client : clients) client.join();
+  EXPECT_EQ(reachable.load(), 12);
+  EXPECT_EQ(daemon.waitForExit(0.1), std::nullopt);
 }
 
 }  // namespace

@@ -28,8 +28,8 @@ HelperRequest requestFrom(xpc_object_t message) {
 }  // namespace
 
 void startListener(const PrivilegedHelperService& service, const PrivilegedHelperActivityRef&) {
-  static xpc_connection_t listener = xpc_connection_create_mach_service(
-      std::string(PrivilegedHelper::label).c_str(), nullptr, XPC_CONNECTION_MACH_SERVICE_LISTENER);
+  static xpc_connection_t listener = xpc_connection_create_mach_service(std::string(PrivilegedHelper::label).c_str(),
+                                                                        nullptr, XPC_CONNECTION_MACH_SERVICE_LISTENER);
   xpc_connection_set_event_handler(listener, ^(xpc_object_t peer) {
     if (xpc_get_type(peer) != XPC_TYPE_CONNECTION) return;
     const auto requirement = PrivilegedHelper::peerRequirement(PrivilegedHelper::clientIdentifier);

@@ -14,7 +14,8 @@ namespace {
 // Waits until `fd` is ready for `events` or the deadline passes.
 FrameStatus waitFor(int fd, short events, FrameDeadline deadline) {
   for (;;) {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
     if (left.count() <= 0) return FrameStatus::timedOut;
     pollfd entry{fd, events, 0};
     const int ready = ::poll(&entry, 1, static_cast<int>(std::min<long long>(left.count(), 60000)));

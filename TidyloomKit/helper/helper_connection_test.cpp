@@ -89,15 +89,14 @@ TEST_P(BrokenFrameTest, IsDroppedWithoutAReply) {
   EXPECT_EQ(outcomes(), std::vector<ConnectionOutcome>{ConnectionOutcome::dropped});
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Frames, BrokenFrameTest,
-    ::testing::Values(std::string("\0\0\0\0", 4),                 // zero length
-                      std::string("\xff\xff\xff\xff", 4),         // far beyond the request bound
-                      std::string("\0\x80\0\x01", 4),             // just beyond it
-                      std::string("\0\0\0\x10{\"sel", 9),         // stalls inside the body
-                      std::string("\0\0", 2),                     // stalls inside the header
-                      frame("{\"selector\":\"rm -rf /\"}"),       // unknown operation
-                      frame("\xc3\x28 not json at all")));        // garbage
+INSTANTIATE_TEST_SUITE_P(Frames, BrokenFrameTest,
+                         ::testing::Values(std::string("\0\0\0\0", 4),            // zero length
+                                           std::string("\xff\xff\xff\xff", 4),    // far beyond the request bound
+                                           std::string("\0\x80\0\x01", 4),        // just beyond it
+                                           std::string("\0\0\0\x10{\"sel", 9),    // stalls inside the body
+                                           std::string("\0\0", 2),                // stalls inside the header
+                                           frame("{\"selector\":\"rm -rf /\"}"),  // unknown operation
+                                           frame("\xc3\x28 not json at all")));   // garbage
 
 TEST_F(HelperConnectionTest, ManyConcurrentConnectionsAreAllAnswered) {
   std::vector<int> clients;

@@ -38,7 +38,8 @@ bool boundedString(const json& value, size_t limit) {
 
 std::string encodeCandidates(const std::vector<HelperCandidate>& rows) {
   json out = json::array();
-  for (const auto& row : rows) out.push_back({{"path", row.path}, {"section", row.section}, {"byteSize", row.byteSize}});
+  for (const auto& row : rows)
+    out.push_back({{"path", row.path}, {"section", row.section}, {"byteSize", row.byteSize}});
   return dump(out);
 }
 
@@ -47,8 +48,8 @@ std::vector<HelperCandidate> decodeCandidates(std::string_view bytes) {
     if (!document.is_array()) throw json::type_error::create(302, "type must be array", &document);
     std::vector<HelperCandidate> rows;
     for (const auto& row : document) {
-      rows.push_back({row.at("path").get<std::string>(), row.at("section").get<std::string>(),
-                      unsignedSize(row.at("byteSize"))});
+      rows.push_back(
+          {row.at("path").get<std::string>(), row.at("section").get<std::string>(), unsignedSize(row.at("byteSize"))});
     }
     return rows;
   });

@@ -16,16 +16,14 @@ TEST(HelperProtocolTest, RequestsSurviveTheRoundTrip) {
   const HelperRequest remove = RemoveSystemPathsRequest{{"/var/log/a.log", "/var/log/b 'c'.gz"}, "zh-Hans"};
   const auto parsedRemove = parseRequest(encodeRequest(remove));
   ASSERT_TRUE(parsedRemove);
-  EXPECT_EQ(std::get<RemoveSystemPathsRequest>(*parsedRemove).paths,
-            std::get<RemoveSystemPathsRequest>(remove).paths);
+  EXPECT_EQ(std::get<RemoveSystemPathsRequest>(*parsedRemove).paths, std::get<RemoveSystemPathsRequest>(remove).paths);
   EXPECT_EQ(std::get<RemoveSystemPathsRequest>(*parsedRemove).language, "zh-Hans");
 }
 
 TEST(HelperProtocolTest, RequestsNameTheOperationBySelector) {
   EXPECT_NE(encodeRequest(ScanSystemRequest{}).find("\"scanSystemWithIncludesRebuildableCaches:reply:\""),
             std::string::npos);
-  EXPECT_NE(encodeRequest(RemoveSystemPathsRequest{}).find("\"removeSystemPaths:language:reply:\""),
-            std::string::npos);
+  EXPECT_NE(encodeRequest(RemoveSystemPathsRequest{}).find("\"removeSystemPaths:language:reply:\""), std::string::npos);
 }
 
 class MalformedRequestTest : public ::testing::TestWithParam<std::string> {};

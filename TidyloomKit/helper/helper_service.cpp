@@ -20,7 +20,6 @@ void switchLanguage(std::string_view raw) {
   if (requested != L10n::currentLanguage()) L10n::setLanguage(requested);
 }
 
-
 }  // namespace
 
 PrivilegedHelperService::PrivilegedHelperService(ScanRoots roots, PrivilegedHelperActivityRef activity)
@@ -43,8 +42,8 @@ HelperReply PrivilegedHelperService::scanSystem(bool includesRebuildableCaches) 
   }
 }
 
-HelperReply PrivilegedHelperService::removeSystemPaths(const std::vector<std::string>& paths,
-                                                       std::string_view language, const StopCheck& stop) const {
+HelperReply PrivilegedHelperService::removeSystemPaths(const std::vector<std::string>& paths, std::string_view language,
+                                                       const StopCheck& stop) const {
   const ActivityScope counted(activity_.get());
   const std::lock_guard serial(removalLock_);
   switchLanguage(language);
@@ -78,7 +77,8 @@ RunReport PrivilegedHelperService::remove(const std::vector<std::string>& paths,
       }
       remover.protection.assertRemovable(path, roots_, RemovalScope::userData);
       recheck(path);
-      const RunReport one = remover.remove({path}, RemovalMode::permanent, roots_, RemovalScope::userData, false, recheck);
+      const RunReport one =
+          remover.remove({path}, RemovalMode::permanent, roots_, RemovalScope::userData, false, recheck);
       report.removed.insert(report.removed.end(), one.removed.begin(), one.removed.end());
       report.failed.insert(report.failed.end(), one.failed.begin(), one.failed.end());
       if (__builtin_add_overflow(report.freedBytes, one.freedBytes, &report.freedBytes)) std::abort();

@@ -53,8 +53,9 @@ class HelperServiceTest : public ::testing::Test {
 
 TEST_F(HelperServiceTest, ScanRepliesWithTheScannersRowsInOrderWithoutTheRemovableFlag) {
   scan_->rows = {{"/b", "systemCaches", 2, true}, {"/a", "rebuildable", 1, true}};
-  EXPECT_EQ(service().scanSystem(true).bytes,
-            R"([{"byteSize":2,"path":"/b","section":"systemCaches"},{"byteSize":1,"path":"/a","section":"rebuildable"}])");
+  EXPECT_EQ(
+      service().scanSystem(true).bytes,
+      R"([{"byteSize":2,"path":"/b","section":"systemCaches"},{"byteSize":1,"path":"/a","section":"rebuildable"}])");
   EXPECT_EQ(service().scanSystem(false).bytes, R"([{"byteSize":2,"path":"/b","section":"systemCaches"}])");
 }
 

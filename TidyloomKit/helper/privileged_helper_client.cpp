@@ -18,12 +18,11 @@ std::unique_ptr<PrivilegedHelperClient> PrivilegedHelperClient::liveIfEnabled() 
 std::unique_ptr<PrivilegedHelperClient> PrivilegedHelperClient::liveIfEnabled(const platform::HelperHostFacts& facts) {
   if (facts.bundleIdentifier != PrivilegedHelper::clientIdentifier) return nullptr;
   if (facts.registration != platform::HelperRegistrationStatus::enabled) return nullptr;
-  const auto requirement =
-      facts.signedPeers ? PrivilegedHelper::peerRequirement(PrivilegedHelper::label) : std::optional<std::string>("uid 0");
+  const auto requirement = facts.signedPeers ? PrivilegedHelper::peerRequirement(PrivilegedHelper::label)
+                                             : std::optional<std::string>("uid 0");
   if (!requirement) return nullptr;
-  return std::make_unique<PrivilegedHelperClient>(*requirement, [endpoint = facts.endpoint] {
-    return makeSocketHelperLink(endpoint);
-  });
+  return std::make_unique<PrivilegedHelperClient>(
+      *requirement, [endpoint = facts.endpoint] { return makeSocketHelperLink(endpoint); });
 }
 
 std::string PrivilegedHelperClient::call(std::chrono::milliseconds timeout, const HelperRequest& request) const {

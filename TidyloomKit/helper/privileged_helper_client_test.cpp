@@ -39,10 +39,9 @@ class PrivilegedHelperClientTest : public ::testing::Test {
   void SetUp() override { L10n::setLanguage(AppLanguage::simplifiedChinese); }
   void TearDown() override { L10n::setLanguage(AppLanguage::system); }
 
-  PrivilegedHelperClient client(std::function<void(const HelperRequest&, HelperLink::ReplyHandler,
-                                                   HelperLink::ErrorHandler)>
-                                    script,
-                                bool usable = true) {
+  PrivilegedHelperClient client(
+      std::function<void(const HelperRequest&, HelperLink::ReplyHandler, HelperLink::ErrorHandler)> script,
+      bool usable = true) {
     return PrivilegedHelperClient("uid 0", [=, this] {
       auto link = std::make_unique<ScriptedLink>();
       link->script = script;

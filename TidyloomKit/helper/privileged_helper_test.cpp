@@ -8,8 +8,9 @@ namespace tidyloom {
 namespace {
 
 TEST(PeerRequirementTest, NamesTheIdentifierAndPinsTheTeam) {
-  EXPECT_EQ(PrivilegedHelper::peerRequirement("com.tidyloom.app.cdn", std::string("ABCDE12345")),
-            R"(anchor apple generic and identifier "com.tidyloom.app.cdn" and certificate leaf[subject.OU] = "ABCDE12345")");
+  EXPECT_EQ(
+      PrivilegedHelper::peerRequirement("com.tidyloom.app.cdn", std::string("ABCDE12345")),
+      R"(anchor apple generic and identifier "com.tidyloom.app.cdn" and certificate leaf[subject.OU] = "ABCDE12345")");
 }
 
 class RefusedTeamTest : public ::testing::TestWithParam<std::optional<std::string>> {};
@@ -80,7 +81,9 @@ TEST(IdleWatchTest, WithoutRequestsTheDaemonExitsAtTheCheckAtTwoMinutes) {
   ManualClock time;
   auto activity = std::make_shared<PrivilegedHelperActivity>(time.clock());
   std::vector<double> checks;
-  EXPECT_EQ(runIdleWatch(time, activity, [](double) {}, &checks), 120);
+  EXPECT_EQ(runIdleWatch(
+                time, activity, [](double) {}, &checks),
+            120);
   EXPECT_EQ(checks, (std::vector<double>{60, 90, 120}));
 }
 

@@ -79,8 +79,8 @@ TEST_F(AdminRemovalTest, OneShellAnswersEveryCommandAndReportsFailuresWithTheirM
 }
 
 TEST_F(AdminRemovalTest, ADismissedPromptIsACancellationAndLeavesNoShellRunning) {
-  PrivilegedRunner cancelled(std::make_shared<AdminShellSession>(
-      platform::AdminShellLaunch{"/bin/sh", {"-c", "exit 126"}, 126}));
+  PrivilegedRunner cancelled(
+      std::make_shared<AdminShellSession>(platform::AdminShellLaunch{"/bin/sh", {"-c", "exit 126"}, 126}));
   EXPECT_EQ(messageOf([&] { cancelled.runAdmin("true"); }), "已取消管理员授权");
   PrivilegedRunner refused(std::make_shared<AdminShellSession>(platform::AdminShellLaunch{"/bin/false", {}, 126}));
   EXPECT_EQ(messageOf([&] { refused.runAdmin("true"); }), "管理员授权失败或用户取消");
@@ -91,9 +91,9 @@ TEST_F(AdminRemovalTest, ABatchReportsEachFinishedStepAndTheErrorsOfFailedOnes) 
   ::setenv("XDG_RUNTIME_DIR", scratch.c_str(), 1);
   PrivilegedRunner runner(plainSession());
   std::vector<std::string> finished;
-  const auto errors = runner.runAdminBatch(
-      {{"1", "true"}, {"2", "echo broken >&2; false"}, {"3", "sleep 0.5; echo ignored"}},
-      [&](const std::string& id) { finished.push_back(id); });
+  const auto errors =
+      runner.runAdminBatch({{"1", "true"}, {"2", "echo broken >&2; false"}, {"3", "sleep 0.5; echo ignored"}},
+                           [&](const std::string& id) { finished.push_back(id); });
   EXPECT_EQ(finished, (std::vector<std::string>{"1", "2", "3"}));
   EXPECT_EQ(errors, (AdminStepErrors{{"2", "broken"}}));
   // The progress and error files were made in the private runtime folder and are gone afterwards.
@@ -106,8 +106,8 @@ TEST_F(AdminRemovalTest, RemovesQuotedPathsWithOnePromptAndMeasuresThem) {
   const auto quoted = tree_.file("Library/Caches/it's here/data", 8192).parent_path().string();
   const auto spaced = tree_.file("Library/Caches/two  spaces.log", 4096).string();
   PrivilegedRunner runner(plainSession());
-  const RunReport report = AdminPathRemover(runner).remove({quoted, spaced}, ScanRoots::fixture(tree_.root()),
-                                                           RemovalScope::userData);
+  const RunReport report =
+      AdminPathRemover(runner).remove({quoted, spaced}, ScanRoots::fixture(tree_.root()), RemovalScope::userData);
   EXPECT_EQ(report.removed, (std::vector<std::string>{quoted, spaced}));
   EXPECT_TRUE(report.failed.empty());
   EXPECT_GE(report.freedBytes, 12288u);
@@ -152,7 +152,9 @@ TEST_F(AdminRemovalTest, RefusedPathsNeverReachTheShell) {
   RecordingPrivilegedRunner runner;
   const RunReport report = AdminPathRemover(runner).remove(
       {"/etc/passwd", lineFeed, kept}, ScanRoots::fixture(tree_.root()), RemovalScope::userData,
-      [](const std::string& path) { throw EngineError::protection(L10n::translate("系统清理路径已变化：%@", {path})); });
+      [](const std::string& path) {
+        throw EngineError::protection(L10n::translate("系统清理路径已变化：%@", {path}));
+      });
   EXPECT_TRUE(runner.adminCommands.empty());
   EXPECT_EQ(runner.authorizations, 0);
   ASSERT_EQ(report.failed.size(), 3u);

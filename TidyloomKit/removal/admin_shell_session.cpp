@@ -192,7 +192,8 @@ AdminShellSession::Reply AdminShellSession::run(const std::string& command, cons
     (void)::waitpid(process_, &status, 0);
     process_ = -1;
     reader_.reset();
-    const bool cancelled = launch_.cancelledStatus && WIFEXITED(status) && WEXITSTATUS(status) == *launch_.cancelledStatus;
+    const bool cancelled =
+        launch_.cancelledStatus && WIFEXITED(status) && WEXITSTATUS(status) == *launch_.cancelledStatus;
     return {cancelled ? -128 : 1, {}};
   }
 }

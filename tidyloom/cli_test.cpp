@@ -62,6 +62,12 @@ struct UsageCase {
   const char* errorMentions;
 };
 
+// Readable test names in ctest instead of the case's bytes.
+void PrintTo(const UsageCase& c, std::ostream* out) {
+  *out << (c.arguments.empty() ? std::string("(none)") : "");
+  for (const auto& a : c.arguments) *out << a << ' ';
+}
+
 class UsageTest : public ::testing::TestWithParam<UsageCase> {};
 
 TEST_P(UsageTest, BadInvocationsExitTwoWithOneLineReason) {

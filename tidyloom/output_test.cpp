@@ -13,6 +13,8 @@ struct SizeCase {
   std::optional<std::uint64_t> bytes;
 };
 
+void PrintTo(const SizeCase& c, std::ostream* out) { *out << '"' << c.text << '"'; }
+
 class ParseSizeTest : public ::testing::TestWithParam<SizeCase> {};
 
 TEST_P(ParseSizeTest, AcceptsBytesAndDecimalUnitsAndRejectsEverythingElse) {

@@ -25,6 +25,10 @@ struct RatingCase {
   const char* pressure;
 };
 
+void PrintTo(const RatingCase& c, std::ostream* out) {
+  *out << "used " << c.usedRatio << ", " << c.processes << " processes, top CPU " << c.topCpu;
+}
+
 class HealthRatingTest : public ::testing::TestWithParam<RatingCase> {};
 
 TEST_P(HealthRatingTest, ScoresLabelsAndPressureFollowTheTable) {

@@ -29,7 +29,10 @@ std::unique_ptr<PrivilegedHelperClient> requireHelperClient(const Context& conte
 RunReport removeSystemPaths(const Context& context, const std::vector<std::string>& paths, bool viaHelper) {
   if (viaHelper) return requireHelperClient(context)->removeSystemPaths(paths);
   const ScanRoots& roots = context.locations().roots;
-  const auto scanner = systemCleanScanSource(roots, PrivilegedHelperService::kMaxAgeDays);
+  // A fixture tree is shaped like macOS whatever the host, and is re-checked with the macOS names.
+  const auto scanner = context.fixtureMode() ? systemCleanScanSource(roots, PrivilegedHelperService::kMaxAgeDays,
+                                                                     SystemScanNames::macOS())
+                                             : systemCleanScanSource(roots, PrivilegedHelperService::kMaxAgeDays);
   const auto recheck = [scanner](const std::string& path) { scanner->assertPrivilegedRemovableNow(path); };
   if (context.fixtureMode()) {
     // No privileged route in fixture mode: the same batch runs as the current user.

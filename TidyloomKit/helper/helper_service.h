@@ -12,6 +12,7 @@
 #include "core/scan_roots.h"
 #include "helper/helper_activity.h"
 #include "helper/helper_protocol.h"
+#include "helper/system_scan_names.h"
 
 namespace tidyloom {
 
@@ -27,6 +28,9 @@ class PrivilegedScanSource {
 
 // The system clean scanner over `roots` with the given age limit.
 std::shared_ptr<const PrivilegedScanSource> systemCleanScanSource(const ScanRoots& roots, int maxAgeDays);
+// The same with other name lists (fixture trees are shaped like macOS whatever the host).
+std::shared_ptr<const PrivilegedScanSource> systemCleanScanSource(const ScanRoots& roots, int maxAgeDays,
+                                                                  SystemScanNames names);
 
 class PrivilegedHelperService {
  public:

@@ -1,24 +1,33 @@
 // The system clean scanner seen through the daemon's scan-source seam.
-#include "core/engine_error.h"
 #include "helper/helper_service.h"
-#include "l10n/l10n.h"
+#include "helper/system_clean_scanner.h"
 
 namespace tidyloom {
 namespace {
 
-// Stands in until the system clean scanner is wired in: offers nothing and refuses every path.
-class NoSystemScan : public PrivilegedScanSource {
+class SystemScanSource : public PrivilegedScanSource {
  public:
-  std::vector<CleanupCandidate> scanPrivileged(bool) const override { return {}; }
-  void assertPrivilegedRemovableNow(const std::string& path) const override {
-    throw EngineError::protection(L10n::translate("路径不属于系统清理目标：%@", {path}));
+  explicit SystemScanSource(SystemCleanScanner scanner) : scanner_(std::move(scanner)) {}
+  std::vector<CleanupCandidate> scanPrivileged(bool includesRebuildableCaches) const override {
+    return scanner_.scanPrivileged(includesRebuildableCaches);
   }
+  void assertPrivilegedRemovableNow(const std::string& path) const override {
+    scanner_.assertPrivilegedRemovableNow(path);
+  }
+
+ private:
+  SystemCleanScanner scanner_;
 };
 
 }  // namespace
 
-std::shared_ptr<const PrivilegedScanSource> systemCleanScanSource(const ScanRoots&, int) {
-  return std::make_shared<NoSystemScan>();
+std::shared_ptr<const PrivilegedScanSource> systemCleanScanSource(const ScanRoots& roots, int maxAgeDays) {
+  return std::make_shared<SystemScanSource>(SystemCleanScanner(roots, maxAgeDays));
+}
+
+std::shared_ptr<const PrivilegedScanSource> systemCleanScanSource(const ScanRoots& roots, int maxAgeDays,
+                                                                  SystemScanNames names) {
+  return std::make_shared<SystemScanSource>(SystemCleanScanner(roots, maxAgeDays, std::move(names)));
 }
 
 }  // namespace tidyloom

@@ -1,0 +1,11 @@
+// Linux stat timestamps (st_mtim).
+#include "platform/file_times.h"
+
+namespace tidyloom::platform {
+
+std::int64_t modificationNanoseconds(const struct stat& info) {
+  return static_cast<std::int64_t>(info.st_mtim.tv_sec) * 1'000'000'000 +
+         static_cast<std::int64_t>(info.st_mtim.tv_nsec);
+}
+
+}  // namespace tidyloom::platform

@@ -1,0 +1,94 @@
+// End-to-end tests of `tidyloom system scan` on fixture trees.
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "testing/temp_tree.h"
+
+namespace tidyloom {
+namespace {
+
+using testing::builtProgram;
+using testing::runProgram;
+
+class SystemScanCommandTest : public ::testing::Test {
+ protected:
+  testing::TempTree tree;
+  void old(const std::string& relative, std::uint64_t size = 2000) {
+    tree.file(relative, size);
+    tree.age(relative, 10);
+  }
+  testing::CommandResult scan(std::vector<std::string> extra = {}) {
+    std::vector<std::string> arguments{"--fixture", tree.root().string(), "--lang", "en", "system", "scan"};
+    arguments.insert(arguments.end(), extra.begin(), extra.end());
+    return runProgram(builtProgram("tidyloom"), arguments);
+  }
+  std::vector<std::string> jsonPaths(const testing::CommandResult& result) const {
+    std::vector<std::string> out;
+    for (const auto& row : nlohmann::json::parse(result.out)) {
+      EXPECT_EQ(row["section"], "systemCaches");
+      EXPECT_EQ(row["removable"], true);
+      out.push_back(row["path"].get<std::string>().substr(tree.root().string().size() + 1));
+    }
+    std::sort(out.begin(), out.end());
+    return out;
+  }
+};
+
+TEST_F(SystemScanCommandTest, ListsOldSystemFilesAndAddsRebuildableCachesOnRequest) {
+  old("private/var/log/system.log");
+  old("private/var/log/a/b/c/deep.log");
+  tree.file("private/var/log/fresh.log", 100);
+  old("SystemLibrary/Caches/com.apple.iconservices.store/blob");
+  old("SystemLibrary/Caches/com.apple.iconservices.store/CACHEDIR.TAG");
+  old("private/var/folders/zz/C/com.apple.metal/app/lib.data");
+  tree.symlink("private/var/log/link.log", tree.path("private/var/log/system.log"));
+
+  auto result = scan({"--json"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(jsonPaths(result), std::vector<std::string>{"private/var/log/system.log"});
+
+  result = scan({"--rebuildable", "--user-domain", "--json"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(jsonPaths(result), (std::vector<std::string>{"SystemLibrary/Caches/com.apple.iconservices.store/blob",
+                                                         "private/var/folders/zz/C/com.apple.metal/app/lib.data",
+                                                         "private/var/log/system.log"}));
+}
+
+TEST_F(SystemScanCommandTest, HumanListingGroupsByAreaWithSizesAndTotal) {
+  old("private/var/log/system.log");
+  old("SystemLibrary/Logs/DiagnosticReports/App.crash");
+  const auto result = scan();
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_NE(result.out.find("System log files"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("Diagnostic reports and application logs"), std::string::npos);
+  EXPECT_NE(result.out.find("2 items in all"), std::string::npos);
+  EXPECT_NE(result.out.find("App.crash"), std::string::npos);
+}
+
+TEST_F(SystemScanCommandTest, RemovalRechecksEachPathAgainstTheScanRules) {
+  old("private/var/log/system.log");
+  old("private/var/log/touched.log");
+  ASSERT_EQ(jsonPaths(scan({"--json"})).size(), 2u);
+  tree.age("private/var/log/touched.log", 0);  // written to after the scan
+  const std::string offered = tree.path("private/var/log/system.log").string();
+  const std::string touched = tree.path("private/var/log/touched.log").string();
+  const auto result = runProgram(builtProgram("tidyloom"), {"--fixture", tree.root().string(), "--lang", "en", "--json",
+                                                            "system", "remove", "--yes", offered, touched});
+  EXPECT_EQ(result.status, 1) << result.err;
+  const auto report = nlohmann::json::parse(result.out);
+  EXPECT_EQ(report["removed"], nlohmann::json::array({offered}));
+  ASSERT_EQ(report["failed"].size(), 1u);
+  EXPECT_EQ(report["failed"][0]["reason"],
+            "System log type or age has changed; scan again before cleaning: " + touched);
+  EXPECT_FALSE(std::filesystem::exists(offered));
+  EXPECT_TRUE(std::filesystem::exists(touched));
+}
+
+TEST_F(SystemScanCommandTest, EmptyTreeSaysSoAndMissingSubcommandIsAUsageError) {
+  EXPECT_EQ(scan().out, "No system files to clean were found\n");
+  EXPECT_EQ(runProgram(builtProgram("tidyloom"), {"system"}).status, 2);
+}
+
+}  // namespace
+}  // namespace tidyloom

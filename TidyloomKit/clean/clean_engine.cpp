@@ -261,9 +261,15 @@ PreviewReport CleanEngine::preview(const std::vector<SectionRule>& rules, const 
     for (auto& candidate : findings.candidates) {
       if (allowed(candidate.path) && !coveredByTool(candidate.path)) found.push_back(std::move(candidate));
     }
+    // A bare path that overlaps what was already found would be walked a second time for nothing.
+    const auto overlapsFound = [&](const std::string& path) {
+      return std::any_of(found.begin(), found.end(), [&](const CleanupCandidate& candidate) {
+        return isUnder(path, candidate.path) || isUnder(candidate.path, path);
+      });
+    };
     std::vector<std::string> bare;
     for (auto& path : findings.paths) {
-      if (allowed(path) && !coveredByTool(path)) bare.push_back(std::move(path));
+      if (allowed(path) && !coveredByTool(path) && !overlapsFound(path)) bare.push_back(std::move(path));
     }
     const auto bareSizes = measureAll(bare, tally, stop);
     for (size_t i = 0; i < bare.size(); ++i) {

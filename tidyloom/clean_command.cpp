@@ -7,14 +7,21 @@
 
 #include <nlohmann/json.hpp>
 
+#include <unistd.h>
+
 #include "clean/clean_catalog.h"
 #include "clean/clean_engine.h"
 #include "clean/clean_records.h"
 #include "commands.h"
 #include "core/engine_error.h"
 #include "core/json_coding.h"
+#include "helper/privileged_helper.h"
+#include "helper/privileged_helper_client.h"
 #include "l10n/l10n.h"
 #include "output.h"
+#include "platform/helper_host.h"
+#include "removal/admin_path_remover.h"
+#include "removal/privileged_runner.h"
 #include "removal/trash_route.h"
 #include "rule_config.h"
 #include "run_recording.h"
@@ -78,6 +85,24 @@ SurfaceSet requestedSurfaces(const CleanOptions& options) {
   return surfaces;
 }
 
+// System paths go through the root daemon when it is installed and enabled; otherwise, for a
+// user who is not root, through one administrator shell that asks for rights when first needed.
+void addPrivilegedRoutes(CleanEngine::Setup& setup) {
+  const auto facts = platform::helperHostFacts(PrivilegedHelper::clientIdentifier, PrivilegedHelper::label);
+  if (facts.bundleIdentifier == PrivilegedHelper::clientIdentifier) {
+    if (auto client = PrivilegedHelperClient::liveIfEnabled(facts)) {
+      setup.systemHelper = std::shared_ptr<SystemCleanHelping>(std::move(client));
+      return;
+    }
+  }
+  if (::geteuid() == 0) return;
+  auto runner = std::make_shared<PrivilegedRunner>(PrivilegedRunner::live());
+  const ScanRoots roots = setup.roots;
+  setup.adminRemover = [runner, roots](const std::vector<std::string>& paths, const Remover::BeforeRemoval& recheck) {
+    return AdminPathRemover(*runner).remove(paths, roots, RemovalScope::userData, recheck);
+  };
+}
+
 CleanEngine makeEngine(Context& context, const CleanOptions& options, ScanRuleConfig config) {
   const Locations& locations = context.locations();
   CleanEngine::Setup setup;
@@ -87,6 +112,7 @@ CleanEngine makeEngine(Context& context, const CleanOptions& options, ScanRuleCo
   setup.fixture = locations.isFixture();
   if (locations.fixtureTrash) setup.trash = folderTrash(*locations.fixtureTrash);
   setup.mode = options.trash ? RemovalMode::trash : RemovalMode::permanent;
+  if (!setup.fixture) addPrivilegedRoutes(setup);
   return CleanEngine(std::move(setup));
 }
 

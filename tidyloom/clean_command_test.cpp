@@ -63,7 +63,8 @@ TEST_F(CleanCommandTest, JsonDryRunIsAPreviewReportOfRealCachesOnly) {
   const auto found = paths(report);
   EXPECT_TRUE(has(found, "Library/Caches/com.example.app"));
   EXPECT_TRUE(has(found, "Library/Logs/app.log"));
-  EXPECT_TRUE(has(found, ".npm/_cacache"));
+  EXPECT_TRUE(std::any_of(found.begin(), found.end(),
+                          [&](const std::string& path) { return path.starts_with(p(".npm/_cacache")); }));
   EXPECT_TRUE(has(found, "Library/Application Support/Code/Cache"));
   for (const auto& path : found) {
     EXPECT_FALSE(path.starts_with(p("Documents"))) << path;
@@ -78,7 +79,8 @@ TEST_F(CleanCommandTest, SurfacesAndSmartNarrowThePreview) {
   EXPECT_FALSE(has(logs, "Library/Caches/com.example.app"));
   const auto smart = paths(preview({"--smart"}));
   EXPECT_TRUE(has(smart, "Library/Caches/com.example.app"));
-  EXPECT_FALSE(has(smart, ".npm/_cacache"));
+  EXPECT_FALSE(
+      std::any_of(smart.begin(), smart.end(), [&](const std::string& path) { return path.starts_with(p(".npm")); }));
   const auto bad = clean({"--surface", "everything", "--dry-run"});
   EXPECT_EQ(bad.status, 2);
   EXPECT_NE(bad.err.find("未知的扫描范围：everything"), std::string::npos) << bad.err;

@@ -17,6 +17,7 @@
 #include "clean/npm_residual_caches.h"
 #include "clean/rule_paths.h"
 #include "clean/surface_classification.h"
+#include "clean/system_clean_source.h"
 #include "core/locations.h"
 #include "l10n/l10n.h"
 #include "platform/user_dirs.h"
@@ -102,9 +103,13 @@ CleanEngine::CleanEngine(Setup setup)
                                                              config.browserCaches.cacheLeafNames);
   auto largeFiles = std::make_shared<LargeFileReviewScanner>(
       home, setup.largeFileMinimum > 0 ? setup.largeFileMinimum : LargeFileReviewScanner::kDefaultMinimumBytes);
+  auto systemPhase = std::make_shared<SystemCleanSource>(
+      SystemCleanScanner(roots, 7, setup.fixture ? SystemScanNames::macOS() : SystemScanNames::forHost()), systemHelper,
+      setup.includesRebuildableCaches, runsAsRoot);
   browsers = browserCaches;
-  phases = {ageGated, npm, mail, firmware, browserCaches};
-  managers = {ageGated, mail, firmware, npm, browserCaches, largeFiles};
+  system = systemPhase;
+  phases = {ageGated, npm, mail, firmware, browserCaches, systemPhase};
+  managers = {ageGated, mail, firmware, npm, browserCaches, largeFiles, systemPhase};
   reviewSources = {largeFiles};
 }
 
@@ -218,6 +223,7 @@ PreviewReport CleanEngine::preview(const std::vector<SectionRule>& rules, const 
            !(browsers && browsers->selectiveContainerRefusal(path));
   };
   std::vector<CleanupCandidate> found;
+  std::vector<ReviewItem> incompleteParts;
 
   // 2. The rule phases.
   if (!rules.empty()) report(ruleLabel(rules.front().id, surfaces));
@@ -258,6 +264,7 @@ PreviewReport CleanEngine::preview(const std::vector<SectionRule>& rules, const 
     if (!surfaces.contains(source->surfaceGate())) continue;
     report(source->phaseLabel());
     auto findings = source->scan(context);
+    for (auto& part : findings.incomplete) incompleteParts.push_back(std::move(part));
     for (auto& candidate : findings.candidates) {
       if (allowed(candidate.path) && !coveredByTool(candidate.path)) found.push_back(std::move(candidate));
     }
@@ -315,6 +322,7 @@ PreviewReport CleanEngine::preview(const std::vector<SectionRule>& rules, const 
       }
     }
   }
+  for (auto& part : incompleteParts) preview.reviewItems.push_back(std::move(part));
   preview.interrupted = stop.stop_requested();
   return preview;
 }

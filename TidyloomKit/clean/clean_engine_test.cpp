@@ -193,6 +193,24 @@ TEST_F(CleanEngineTest, ChangedToolCachePlanAbortsTheRun) {
   EXPECT_TRUE(std::filesystem::exists(p("Library/Logs/app.log")));
 }
 
+TEST_F(CleanEngineTest, OldSystemCachesAreOfferedAndRecheckedBeforeRemoval) {
+  tree.file("SystemLibrary/Caches/old.cache", 3000);
+  tree.age("SystemLibrary/Caches/old.cache", 10);
+  tree.file("SystemLibrary/Caches/new.cache", 3000);
+  tree.file("SystemLibrary/Caches/stale.cache", 3000);
+  tree.age("SystemLibrary/Caches/stale.cache", 10);
+  const auto cleaner = engine();
+  const auto report = cleaner.preview();
+  const auto paths = pathsOf(report.candidates);
+  EXPECT_NE(std::find(paths.begin(), paths.end(), p("SystemLibrary/Caches/old.cache")), paths.end());
+  EXPECT_EQ(std::find(paths.begin(), paths.end(), p("SystemLibrary/Caches/new.cache")), paths.end());
+  tree.age("SystemLibrary/Caches/stale.cache", 0);  // written again after the preview
+  const auto result = cleaner.run({p("SystemLibrary/Caches/old.cache"), p("SystemLibrary/Caches/stale.cache")});
+  EXPECT_EQ(result.removed, std::vector<std::string>{p("SystemLibrary/Caches/old.cache")});
+  ASSERT_EQ(result.failed.size(), 1u);
+  EXPECT_TRUE(std::filesystem::exists(p("SystemLibrary/Caches/stale.cache")));
+}
+
 TEST_F(CleanEngineTest, SystemPathsOutsideFixtureModeNeedAPrivilegedRoute) {
   tree.file("SystemLibrary/Caches/old.cache", 100);
   CleanEngine::Setup setup;

@@ -28,6 +28,9 @@ struct SourceScanContext {
 struct SourceFindings {
   std::vector<CleanupCandidate> candidates;
   std::vector<std::string> paths;
+  // Parts that could not be scanned (unreadable, a helper that did not answer), shown as rows that
+  // mark the preview incomplete and can never be ticked.
+  std::vector<ReviewItem> incomplete;
 };
 
 class CleanSource {

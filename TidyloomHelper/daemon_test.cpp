@@ -1,9 +1,13 @@
 // The real daemon, installed and socket-activated: who it serves, what it refuses, what it survives.
+#include <fcntl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include <ctime>
+#include <fstream>
 #include <thread>
 
 #include <nlohmann/json.hpp>
@@ -119,6 +123,53 @@ TEST_F(InstalledDaemonTest, TheInstalledFrontEndScansAndRemovesThroughTheDaemon)
   EXPECT_EQ(report["failed"][1]["reason"], "Path contains control characters: /var/log/line\nfeed.log");
   EXPECT_TRUE(fs::exists(keep));
   EXPECT_TRUE(fs::exists("/etc/passwd"));
+}
+
+// An old log of our own in the real /var/log, removed again whatever happens.
+class OldSystemLog {
+ public:
+  OldSystemLog() : path_("/var/log/tidyloom-test-" + std::to_string(::getpid()) + ".log") {
+    std::ofstream(path_) << std::string(20000, 'x');
+    const timespec old{std::time(nullptr) - 30 * 86400, 0};
+    const timespec times[2] = {old, old};
+    ::utimensat(AT_FDCWD, path_.c_str(), times, AT_SYMLINK_NOFOLLOW);
+  }
+  ~OldSystemLog() {
+    std::error_code ignored;
+    fs::remove(path_, ignored);
+  }
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+TEST_F(InstalledDaemonTest, AnOldSystemLogIsOfferedAndRemovedThroughTheDaemon) {
+  if (!fs::is_directory("/var/log")) GTEST_SKIP() << "no /var/log on this machine";
+  ActivatedDaemon daemon(Installation::shared().daemon(), socket_);
+  const OldSystemLog log;
+  const auto frontEnd = Installation::shared().frontEnd();
+  const auto scan = tidyloom(frontEnd, {"--json", "system", "scan", "--via-helper"});
+  ASSERT_EQ(scan.status, 0) << scan.err;
+  EXPECT_NE(scan.out.find(log.path()), std::string::npos) << scan.out;
+
+  const auto removal = tidyloom(frontEnd, {"--json", "system", "remove", "--via-helper", "--yes", log.path()});
+  EXPECT_EQ(removal.status, 0) << removal.out << removal.err;
+  const auto report = nlohmann::json::parse(removal.out, nullptr, false);
+  ASSERT_TRUE(report.is_object()) << removal.out;
+  EXPECT_EQ(report["removed"], nlohmann::json::array({log.path()}));
+  EXPECT_GE(report["freedBytes"].get<std::uint64_t>(), 20000u);
+  EXPECT_FALSE(fs::exists(log.path()));
+}
+
+TEST_F(InstalledDaemonTest, WithoutTheDaemonTheAdministratorShellRemovesTheSameLog) {
+  if (!fs::is_directory("/var/log")) GTEST_SKIP() << "no /var/log on this machine";
+  const OldSystemLog log;
+  // As root the administrator shell is a plain shell: no prompt.
+  const auto removal = tidyloom(builtProgram("tidyloom"), {"--json", "system", "remove", "--yes", log.path()});
+  EXPECT_EQ(removal.status, 0) << removal.out << removal.err;
+  EXPECT_NE(removal.out.find("\"freedBytes\""), std::string::npos);
+  EXPECT_FALSE(fs::exists(log.path()));
 }
 
 TEST_F(InstalledDaemonTest, ACopyOfTheFrontEndOutsideTheInstallationIsRefused) {

@@ -27,7 +27,12 @@ std::optional<bool> isVolumeRoot(const std::string& path) {
 std::optional<bool> isMountRootAt(int /*directoryFd*/, const char* /*name*/) { return std::nullopt; }
 
 int openDirectoryForLookup(int directoryFd, const char* name) {
+#ifdef O_SEARCH
   return ::openat(directoryFd, name, O_SEARCH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+#else
+  // Older SDKs lack the search-only mode; reading needs the folder to be readable.
+  return ::openat(directoryFd, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+#endif
 }
 
 }  // namespace tidyloom::platform

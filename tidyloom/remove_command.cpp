@@ -37,7 +37,7 @@ size_t showPlan(Context& context, const std::vector<std::string>& targets, Remov
               {Table::Align::left, Table::Align::right, Table::Align::left});
   size_t allowed = 0;
   std::uint64_t total = 0;
-  for (size_t i = 0; i < targets.size(); ++i) {
+  for (size_t i = 0; i < targets.size() && !context.interrupted(); ++i) {
     const auto& path = targets[i];
     context.progress().update(L10n::translate("正在计算大小"), i, static_cast<double>(i) / targets.size(), path);
     std::string remark;
@@ -55,7 +55,7 @@ size_t showPlan(Context& context, const std::vector<std::string>& targets, Remov
     } catch (const EngineError& e) {
       remark = paint(printablePath(e.message()), Colour::red);
     }
-    const auto size = FileMeasure::byteSize(path);
+    const auto size = FileMeasure::byteSize(path, nullptr, context.stopToken());
     total += size;
     table.add({printablePath(path), formatBytes(size), remark});
   }
@@ -102,6 +102,10 @@ int removePaths(Context& context, const RemoveOptions& options) {
 
   if (!options.yes && !targets.empty()) {
     const size_t allowed = showPlan(context, targets, mode, scope);
+    if (context.interrupted()) {
+      context.note(L10n::translate("未删除任何内容。"));
+      return kExitInterrupted;
+    }
     const std::string n = std::to_string(allowed);
     const std::string question = mode == RemovalMode::trash ? L10n::translate("将 %@ 项移到废纸篓？", {n})
                                                             : L10n::translate("永久删除 %@ 项？此操作无法撤销。", {n});

@@ -28,7 +28,8 @@ std::uint64_t regularFileBytes(int directoryFd, const char* name, const struct s
 
 class DirectoryBytes {
  public:
-  DirectoryBytes(dev_t device, const ScanTallyRef& tally) : device_(device), tally_(tally) {}
+  DirectoryBytes(dev_t device, const ScanTallyRef& tally, const CancellationToken& token)
+      : device_(device), tally_(tally), token_(token) {}
 
   std::uint64_t sum(int directoryFd) {
     // fdopendir owns the descriptor from here on; closedir releases it.
@@ -38,7 +39,7 @@ class DirectoryBytes {
       return 0;
     }
     std::uint64_t total = 0;
-    while (const dirent* entry = ::readdir(dir)) {
+    while (const dirent* entry = token_.stop_requested() ? nullptr : ::readdir(dir)) {
       const std::string_view name = entry->d_name;
       if (name == "." || name == "..") continue;
       struct stat info {};
@@ -59,19 +60,21 @@ class DirectoryBytes {
  private:
   dev_t device_;
   const ScanTallyRef& tally_;
+  const CancellationToken& token_;
   std::set<Inode> seen_;
 };
 
 }  // namespace
 
-std::uint64_t FileMeasure::byteSize(const std::filesystem::path& url, const ScanTallyRef& tally) {
+std::uint64_t FileMeasure::byteSize(const std::filesystem::path& url, const ScanTallyRef& tally,
+                                    const CancellationToken& token) {
   struct stat info {};
   if (::lstat(url.c_str(), &info) != 0) return 0;
   if (S_ISREG(info.st_mode)) return regularFileBytes(AT_FDCWD, url.c_str(), info, tally);
   if (!S_ISDIR(info.st_mode)) return 0;
   const int fd = ::open(url.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
   if (fd < 0) return 0;
-  return DirectoryBytes(info.st_dev, tally).sum(fd);
+  return DirectoryBytes(info.st_dev, tally, token).sum(fd);
 }
 
 }  // namespace tidyloom

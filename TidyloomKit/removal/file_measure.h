@@ -12,7 +12,9 @@ struct FileMeasure {
   // A regular file: its allocated bytes, or its private size when that is smaller. A folder: the
   // sum over its tree on the same device, each (device, inode) counted once. Anything else, or a
   // path that cannot be read: 0. Each regular file measured is credited to `tally` when given.
-  static std::uint64_t byteSize(const std::filesystem::path& url, const ScanTallyRef& tally = nullptr);
+  // A triggered `token` stops the walk early; the partial sum is then returned.
+  static std::uint64_t byteSize(const std::filesystem::path& url, const ScanTallyRef& tally = nullptr,
+                                const CancellationToken& token = {});
 };
 
 }  // namespace tidyloom

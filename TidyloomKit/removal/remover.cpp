@@ -131,7 +131,7 @@ RunReport Remover::remove(const std::vector<std::string>& paths, RemovalMode mod
     std::string reason;
     try {
       protection.assertRemovable(path, roots, scope);
-      const std::uint64_t size = FileMeasure::byteSize(path, tally);
+      const std::uint64_t size = FileMeasure::byteSize(path, tally, cancellation);
       if (beforeRemoval) beforeRemoval(path);
       throwIfCancelled(cancellation);
       removeOne(path, identity, mode, size, roots.home);

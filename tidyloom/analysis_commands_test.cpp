@@ -104,7 +104,10 @@ TEST(LensInterruptTest, CtrlCPrintsThePartialIndexMarkedIncomplete) {
   const std::string script =
       "\"$0\" --json --no-progress lens / --depth 1 --threads 1 & pid=$!; sleep 0.3; "
       "kill -INT $pid; wait $pid";
-  const auto result = runProgram("/bin/sh", {"-c", script, builtProgram("tidyloom").string()});
+  // The live walk remembers its folder: keep that out of the real user's settings.
+  TempTree settings;
+  const auto result = runProgram("/bin/sh", {"-c", script, builtProgram("tidyloom").string()}, {}, 120,
+                                 {"XDG_CONFIG_HOME=" + settings.root().string()});
   if (result.status == 0) GTEST_SKIP() << "the walk of / finished before the interrupt";
   ASSERT_EQ(result.status, 130) << result.err;
   const auto document = nlohmann::json::parse(result.out);

@@ -33,6 +33,7 @@ tidyloom="$build/tidyloom/tidyloom --no-progress --lang en"
 
 if [ ! -d "$corpus" ]; then
   echo "writing the corpus to $corpus" >&2
+  mkdir -p "$corpus"
   "$build/bench/make_corpus" "$corpus/tree" "$files" >&2
   "$build/bench/make_dupes_corpus" "$corpus/media" "$megabytes" >&2
 fi

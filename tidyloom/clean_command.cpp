@@ -239,6 +239,7 @@ int runSelection(Context& context, const CleanEngine& engine, const CleanOptions
                       : L10n::translate("永久删除 %@ 项（%@）？", {count, formatBytes(selection.bytes)});
     if (!context.confirm(question)) {
       context.note(L10n::translate("已取消，未删除任何内容"));
+      if (context.json()) context.printJson(RunReport{});
       return kExitOk;
     }
   }

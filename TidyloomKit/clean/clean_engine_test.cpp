@@ -116,6 +116,18 @@ TEST_F(CleanEngineTest, WhitelistedPathsAndEverythingInsideThemAreNeverListed) {
   EXPECT_NE(std::find(paths.begin(), paths.end(), p("Library/Logs/app.log")), paths.end());
 }
 
+TEST_F(CleanEngineTest, FolderHoldingWhitelistedContentIsOpenedUpAroundIt) {
+  tree.file("Library/Logs/DiagnosticReports/keep.ips", 3000);
+  whitelist({"~/Library/Logs/DiagnosticReports/keep.ips"});
+  const auto paths = pathsOf(engine().preview().candidates);
+  EXPECT_NE(std::find(paths.begin(), paths.end(), p("Library/Logs/DiagnosticReports/crash.ips")), paths.end());
+  EXPECT_EQ(std::find(paths.begin(), paths.end(), p("Library/Logs/DiagnosticReports")), paths.end());
+  EXPECT_EQ(std::find(paths.begin(), paths.end(), p("Library/Logs/DiagnosticReports/keep.ips")), paths.end());
+  const auto refused = engine().run({p("Library/Logs/DiagnosticReports")});
+  ASSERT_EQ(refused.failed.size(), 1u);
+  EXPECT_EQ(refused.failed[0].reason, "路径包含白名单内容，拒绝删除");
+}
+
 TEST_F(CleanEngineTest, CacheOfARunningBrowserIsHeldWithTheBrowsersName) {
   platform::RunningProcess chrome;
   chrome.name = "chrome";

@@ -2,6 +2,7 @@
 #include "helper/helper_connection.h"
 
 #include <poll.h>
+#include <sys/socket.h>
 
 #include "helper/frame_io.h"
 #include "l10n/l10n.h"
@@ -9,9 +10,13 @@
 namespace tidyloom {
 namespace {
 
+// The client sends nothing after its request, so anything readable now is its end of stream.
 bool peerHungUp(int fd) {
-  pollfd entry{fd, POLLRDHUP, 0};
-  return ::poll(&entry, 1, 0) > 0 && (entry.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
+  pollfd entry{fd, POLLIN, 0};
+  if (::poll(&entry, 1, 0) <= 0) return false;
+  if ((entry.revents & (POLLHUP | POLLERR)) != 0) return true;
+  char byte = 0;
+  return ::recv(fd, &byte, 1, MSG_PEEK | MSG_DONTWAIT) == 0;
 }
 
 }  // namespace

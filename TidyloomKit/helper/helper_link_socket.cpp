@@ -1,4 +1,5 @@
 // The client's end of the daemon's local socket: connect, check the peer is root, one frame each way.
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -27,8 +28,9 @@ class SocketHelperLink : public HelperLink {
 
   bool send(const HelperRequest& request, ReplyHandler reply, ErrorHandler error) override {
     if (socketPath_.size() >= sizeof(sockaddr_un{}.sun_path)) return false;
-    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
     if (fd < 0) return false;
+    (void)::fcntl(fd, F_SETFD, FD_CLOEXEC);
     {
       std::lock_guard guard(lock_);
       fd_ = fd;

@@ -90,9 +90,11 @@ bool writeAll(int fd, const std::string& bytes) {
     written = n > 0;
     if (written) done += static_cast<size_t>(n);
   }
-  if (!written) {
-    const timespec zero{0, 0};
-    (void)::sigtimedwait(&pipeSignal, nullptr, &zero);
+  sigset_t pending;
+  sigemptyset(&pending);
+  if (!written && ::sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1) {
+    int consumed = 0;
+    (void)::sigwait(&pipeSignal, &consumed);
   }
   (void)::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
   return written;

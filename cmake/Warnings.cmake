@@ -1,6 +1,11 @@
 # Project-wide warning and sanitizer flags, applied to every target through tidyloom_target().
 add_library(tidyloom_options INTERFACE)
 target_compile_options(tidyloom_options INTERFACE -Wall -Wextra -Wpedantic)
+# GCC 12 reports false -Wrestrict overlaps inside std::string at -O2/-O3
+# (https://gcc.gnu.org/bugzilla/show_bug.cgi?id=105329); the warning is unusable there.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  target_compile_options(tidyloom_options INTERFACE -Wno-restrict)
+endif()
 if(TIDYLOOM_WERROR)
   target_compile_options(tidyloom_options INTERFACE -Werror)
 endif()

@@ -1,4 +1,7 @@
-// Parsers shared by the platforms: `ps` output and /proc stat lines, and the pcpu formula.
+// What the platforms share: the host name, parsers of `ps` output and /proc stat lines, the pcpu formula.
+#include <unistd.h>
+
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <string>
@@ -52,6 +55,12 @@ bool parseDecimal(std::string_view text, double& value) {
 }
 
 }  // namespace
+
+std::string hostName() {
+  std::array<char, 257> buffer{};
+  if (::gethostname(buffer.data(), buffer.size() - 1) != 0) return {};
+  return std::string(buffer.data());
+}
 
 std::size_t countPsLines(std::string_view output) {
   std::size_t count = 0;

@@ -28,12 +28,6 @@ std::optional<std::int64_t> toBytes(std::uint64_t blocks, std::uint64_t blockSiz
 
 }  // namespace
 
-std::string hostName() {
-  std::array<char, 257> buffer{};
-  if (::gethostname(buffer.data(), buffer.size() - 1) != 0) return {};
-  return std::string(buffer.data());
-}
-
 std::uint64_t physicalMemoryBytes() {
   std::uint64_t bytes = 0;
   size_t size = sizeof(bytes);

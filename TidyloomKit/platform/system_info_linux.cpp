@@ -33,12 +33,6 @@ std::optional<int> pidOf(const char* name) {
 
 }  // namespace
 
-std::string hostName() {
-  std::array<char, 257> buffer{};
-  if (::gethostname(buffer.data(), buffer.size() - 1) != 0) return {};
-  return std::string(buffer.data());
-}
-
 std::uint64_t physicalMemoryBytes() {
   struct sysinfo info {};
   if (::sysinfo(&info) != 0) return 0;

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
@@ -113,8 +114,16 @@ fs::path builtProgram(const std::string& name) {
 CommandResult runProgram(const fs::path& program, const std::vector<std::string>& arguments, const std::string& input,
                          int seconds, const std::vector<std::string>& extraEnvironment) {
   // Standard input is given through a file so the runner stays a plain BoundedProbe.
+  // An override replaces the inherited variable: getenv returns the first match, so both must not stand.
+  auto overridden = [&](std::string_view entry) {
+    const auto name = entry.substr(0, entry.find('=') + 1);
+    return std::any_of(extraEnvironment.begin(), extraEnvironment.end(),
+                       [&](const std::string& extra) { return extra.starts_with(name); });
+  };
   std::vector<std::string> env;
-  for (char** e = environ; *e; ++e) env.emplace_back(*e);
+  for (char** e = environ; *e; ++e) {
+    if (!overridden(*e)) env.emplace_back(*e);
+  }
   env.insert(env.end(), extraEnvironment.begin(), extraEnvironment.end());
   std::vector<std::string> shellArgs{"-c", "exec \"$0\" \"$@\" < \"$TIDYLOOM_TEST_STDIN\"", program.string()};
   shellArgs.insert(shellArgs.end(), arguments.begin(), arguments.end());

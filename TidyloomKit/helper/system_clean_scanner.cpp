@@ -119,7 +119,8 @@ class SectionWalk {
 
 std::vector<CleanupCandidate> walkSections(const std::vector<Section>& sections) {
   SystemScanReport report;
-  SectionWalk walk(SystemScanRequest{}, report);
+  const SystemScanRequest request;  // the walk keeps a reference: it must outlive it
+  SectionWalk walk(request, report);
   for (const Section& section : sections) walk.walk(section);
   return report.candidates;
 }

@@ -1,4 +1,4 @@
-// Linux Trash after the freedesktop.org Trash specification 1.0: the home trash for items on the
+// Linux Trash after the freedesktop.org Trash standard (version 1.0): the home trash for items on the
 // home's file system, $topdir/.Trash/$uid or $topdir/.Trash-$uid elsewhere; never a copy.
 #include <fcntl.h>
 #include <sys/stat.h>

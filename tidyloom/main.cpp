@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "commands.h"
+#include "core/atomic_write.h"
 #include "core/engine_error.h"
 #include "core/user_defaults.h"
 #include "interrupt.h"
@@ -87,7 +88,8 @@ int run(int argc, char** argv) {
 
   std::map<CLI::App*, Handler> handlers;
   for (const auto& command : commands()) {
-    CLI::App* sub = app.add_subcommand(command.name, command.summary);
+    CLI::App* sub = app.add_subcommand(command.name, command.summary ? command.summary : "");
+    if (!command.summary) sub->group("");
     sub->fallthrough();
     handlers[sub] = command.setup(*sub, context);
   }
@@ -118,6 +120,7 @@ int run(int argc, char** argv) {
     std::cerr << "tidyloom: " << L10n::translate("未知的语言代码：%@", {context.options.lang}) << "\n";
     return kExitUsage;
   }
+  setStoreNoticeHook([&context](const std::string& message) { context.warn(message); });
   for (CLI::App* sub : app.get_subcommands()) {
     try {
       return handlers.at(sub)(context);
@@ -127,6 +130,10 @@ int run(int argc, char** argv) {
     } catch (const EngineError& e) {
       if (e.isCancelled()) return kExitInterrupted;
       context.error(e.message());
+      return kExitFailure;
+    } catch (const std::exception& e) {
+      // Whatever escaped an engine still ends as one clear line and a failure status, never an abort.
+      context.error(L10n::translate("意外错误：%@", {e.what()}));
       return kExitFailure;
     }
   }

@@ -32,6 +32,20 @@ TEST_F(RulesCheckTest, ShippedRuleFilesPass) {
   }
 }
 
+TEST_F(RulesCheckTest, NumbersBeyondADoubleAreAnErrorNotACrash) {
+  for (const char* number : {"1e400", "-1e400", "1E+309"}) {
+    const std::string rules = std::string(R"({"rules": [], "ageGatedCaches": [{"ageDays": )") + number + "}]}";
+    auto result = check(rules, {"--json", "--lang", "en"});
+    EXPECT_EQ(result.status, 1) << number << result.err;
+    EXPECT_EQ(nlohmann::json::parse(result.out)["error"], "The rule file holds a number out of range") << number;
+    tree.text("clean_targets.json", rules);
+    result = runProgram(builtProgram("tidyloom"), {"--lang", "en", "--fixture", tree.root().string(), "clean",
+                                                   "--dry-run", "--rules", tree.path("clean_targets.json").string()});
+    EXPECT_EQ(result.status, 1) << number << result.err;
+    EXPECT_NE(result.err.find("out of range"), std::string::npos) << result.err;
+  }
+}
+
 TEST_F(RulesCheckTest, FirstErrorIsPrintedExactlyAndExitsOne) {
   auto result =
       check(R"({"rules": [{"id": "systemCaches", "relativePaths": ["x"]}]})", {"--json", "--lang", "zh-Hans"});

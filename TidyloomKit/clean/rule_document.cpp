@@ -187,6 +187,9 @@ Document decodeDocument(std::string_view data) {
     parsed = json::parse(data.begin(), data.end());
   } catch (const json::parse_error& e) {
     throw DecodingError(L10n::translate("规则文件不是有效的 JSON（第 %@ 字节附近）", {std::to_string(e.byte)}));
+  } catch (const json::exception&) {
+    // The parser refuses numbers no double can hold (1e400) with an error of another kind.
+    throw DecodingError(L10n::translate("规则文件中有超出范围的数字"));
   }
   const Node root(parsed, "");
   root.object();

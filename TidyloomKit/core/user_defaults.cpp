@@ -25,15 +25,21 @@ std::optional<std::string> UserDefaults::string(const std::string& key) const {
   return v->get<std::string>();
 }
 
+namespace {
+
+bool decodes(const std::string& data) { return nlohmann::json::parse(data, nullptr, false).is_object(); }
+
+}  // namespace
+
 void UserDefaults::set(const std::string& key, const nlohmann::json& value) const {
   auto all = readAll();
   all[key] = value;
-  writeFileAtomically(file_, all.dump(2) + "\n");
+  writeStoreFile(file_, all.dump(2) + "\n", decodes);
 }
 
 void UserDefaults::remove(const std::string& key) const {
   auto all = readAll();
-  if (all.erase(key) > 0) writeFileAtomically(file_, all.dump(2) + "\n");
+  if (all.erase(key) > 0) writeStoreFile(file_, all.dump(2) + "\n", decodes);
 }
 
 }  // namespace tidyloom

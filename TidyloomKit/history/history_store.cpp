@@ -61,7 +61,7 @@ void HistoryStore::append(const HistoryEntry& entry) const {
   auto entries = load();
   entries.insert(entries.begin(), entry);
   if (entries.size() > kCapacity) entries.resize(kCapacity);
-  writeFileAtomically(fileURL, encode(entries));
+  writeStoreFile(fileURL, encode(entries), [](const std::string& data) { return decode(data).has_value(); });
 }
 
 QuillHistoryDocument HistoryStore::quillDocument(std::int64_t limit) const {

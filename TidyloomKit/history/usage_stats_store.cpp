@@ -21,7 +21,8 @@ std::optional<UsageStats> decode(const std::string& contents) {
 }
 
 void save(const std::filesystem::path& file, const UsageStats& stats) {
-  writeFileAtomically(file, dumpEscapingSlashes(nlohmann::json(stats)));
+  writeStoreFile(file, dumpEscapingSlashes(nlohmann::json(stats)),
+                 [](const std::string& data) { return decode(data).has_value(); });
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // Whitelist file reading and writing; a bad file is treated as an empty list.
 #include "removal/whitelist_store.h"
 
+#include <optional>
+
 #include <nlohmann/json.hpp>
 
 #include "core/atomic_write.h"
@@ -16,18 +18,27 @@ WhitelistStore WhitelistStore::inFolder(const std::filesystem::path& application
   return WhitelistStore(applicationSupport / "whitelist.json");
 }
 
-std::vector<std::string> WhitelistStore::load() const {
-  std::string data;
-  if (!readWholeFile(fileURL, data)) return {};
+namespace {
+
+std::optional<std::vector<std::string>> decode(const std::string& data) {
   try {
     return nlohmann::json::parse(data).get<std::vector<std::string>>();
   } catch (const nlohmann::json::exception&) {
-    return {};
+    return std::nullopt;
   }
 }
 
+}  // namespace
+
+std::vector<std::string> WhitelistStore::load() const {
+  std::string data;
+  if (!readWholeFile(fileURL, data)) return {};
+  return decode(data).value_or(std::vector<std::string>{});
+}
+
 void WhitelistStore::save(const std::vector<std::string>& patterns) const {
-  writeFileAtomically(fileURL, dumpEscapingSlashes(nlohmann::json(patterns)));
+  writeStoreFile(fileURL, dumpEscapingSlashes(nlohmann::json(patterns)),
+                 [](const std::string& data) { return decode(data).has_value(); });
 }
 
 bool WhitelistStore::contains(const std::string& path) const {

@@ -139,4 +139,9 @@ CommandResult runProgram(const fs::path& program, const std::vector<std::string>
   return {result.status, result.output, result.errorOutput};
 }
 
+std::string readText(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
 }  // namespace tidyloom::testing

@@ -33,6 +33,9 @@ class TempTree {
   std::filesystem::path root_;
 };
 
+// The whole contents of a file; empty when it cannot be read.
+std::string readText(const std::filesystem::path& path);
+
 // Path of a built program (tidyloom, TidyloomHelper) in the build tree under test.
 std::filesystem::path builtProgram(const std::string& name);
 

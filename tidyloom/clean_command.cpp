@@ -23,6 +23,7 @@
 #include "removal/admin_path_remover.h"
 #include "removal/privileged_runner.h"
 #include "removal/trash_route.h"
+#include "removal_options.h"
 #include "rule_config.h"
 #include "run_recording.h"
 
@@ -87,7 +88,7 @@ SurfaceSet requestedSurfaces(const CleanOptions& options) {
 
 // System paths go through the root daemon when it is installed and enabled; otherwise, for a
 // user who is not root, through one administrator shell that asks for rights when first needed.
-void addPrivilegedRoutes(CleanEngine::Setup& setup) {
+void addPrivilegedRoutes(CleanEngine::Setup& setup, const std::vector<std::string>& removalCommand) {
   const auto facts = platform::helperHostFacts(PrivilegedHelper::clientIdentifier, PrivilegedHelper::label);
   if (facts.bundleIdentifier == PrivilegedHelper::clientIdentifier) {
     if (auto client = PrivilegedHelperClient::liveIfEnabled(facts)) {
@@ -98,8 +99,9 @@ void addPrivilegedRoutes(CleanEngine::Setup& setup) {
   if (::geteuid() == 0) return;
   auto runner = std::make_shared<PrivilegedRunner>(PrivilegedRunner::live());
   const ScanRoots roots = setup.roots;
-  setup.adminRemover = [runner, roots](const std::vector<std::string>& paths, const Remover::BeforeRemoval& recheck) {
-    return AdminPathRemover(*runner).remove(paths, roots, RemovalScope::userData, recheck);
+  setup.adminRemover = [runner, roots, removalCommand](const std::vector<std::string>& paths,
+                                                       const Remover::BeforeRemoval& recheck) {
+    return AdminPathRemover(*runner, removalCommand).remove(paths, roots, RemovalScope::userData, recheck);
   };
 }
 
@@ -112,7 +114,7 @@ CleanEngine makeEngine(Context& context, const CleanOptions& options, ScanRuleCo
   setup.fixture = locations.isFixture();
   if (locations.fixtureTrash) setup.trash = folderTrash(*locations.fixtureTrash);
   setup.mode = options.trash ? RemovalMode::trash : RemovalMode::permanent;
-  if (!setup.fixture) addPrivilegedRoutes(setup);
+  if (!setup.fixture) addPrivilegedRoutes(setup, adminRemovalCommand(context));
   return CleanEngine(std::move(setup));
 }
 

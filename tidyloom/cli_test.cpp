@@ -97,7 +97,8 @@ TEST(CliTest, HelpAndVersionExitZeroForTheProgramAndEveryCommand) {
   EXPECT_EQ(version.status, 0);
   EXPECT_EQ(version.out.rfind("tidyloom ", 0), 0u) << version.out;
   for (const auto& command : commands()) {
-    EXPECT_NE(help.out.find(command.name), std::string::npos) << command.name;
+    // Internal commands (the administrator shell's removal entry) answer --help but are not listed.
+    EXPECT_EQ(help.out.find(command.name) != std::string::npos, command.summary != nullptr) << command.name;
     const auto sub = tidyloom({command.name, "--help"});
     EXPECT_EQ(sub.status, 0) << command.name;
     EXPECT_NE(sub.out.find("Usage"), std::string::npos) << command.name;

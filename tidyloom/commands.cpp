@@ -22,6 +22,7 @@ std::span<const Command> commands() {
       Command{"stats", "Show days of use, bytes freed and files scanned", setupStats},
       Command{"system", "Scan and remove old system caches and logs (root helper or administrator)", setupSystem},
       Command{"helper", "Show the root helper daemon's state", setupHelper},
+      Command{"admin-remove", nullptr, setupAdminRemove},
   };
   return kCommands;
 }

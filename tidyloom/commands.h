@@ -15,7 +15,7 @@ using Setup = Handler (*)(CLI::App& command, Context& context);
 
 struct Command {
   const char* name;
-  const char* summary;
+  const char* summary;  // nullptr: an internal command, left out of --help
   Setup setup;
 };
 
@@ -37,5 +37,6 @@ Handler setupProtect(CLI::App& command, Context& context);
 Handler setupWhitelist(CLI::App& command, Context& context);
 Handler setupSystem(CLI::App& command, Context& context);
 Handler setupHelper(CLI::App& command, Context& context);
+Handler setupAdminRemove(CLI::App& command, Context& context);
 
 }  // namespace tidyloom::cli

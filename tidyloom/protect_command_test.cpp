@@ -24,14 +24,14 @@ TEST_F(ProtectionCommandsTest, ProtectPrintsOneRowPerPathAndExitsOneWhenAnyIsRef
   const std::string home = tree.root().string();
   auto result = tidyloom({"--json", "--lang", "zh-Hans", "protect", home + "/Caches/x", home + "/Desktop", "/usr/lib"});
   EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(
-      nlohmann::json::parse(result.out),
-      nlohmann::json::parse(R"([{"path":")" + home + R"(/Caches/x","allowed":true,"message":null},)" + R"({"path":")" +
-                            home + R"(/Desktop","allowed":false,"message":"受保护路径：)" + home +
-                            R"(/Desktop"},{"path":"/usr/lib","allowed":false,"message":"受保护路径：/usr/lib"}])"));
+  EXPECT_EQ(nlohmann::json::parse(result.out),
+            nlohmann::json::parse(
+                R"([{"path":")" + home + R"(/Caches/x","allowed":true,"message":null},)" + R"({"path":")" + home +
+                R"(/Desktop","allowed":false,"message":"受保护路径：)" + home +
+                R"(/Desktop"},{"path":"/usr/lib","allowed":false,"message":"路径超出允许范围：/usr/lib"}])"));
   result = tidyloom({"--json", "protect", "--scope", "userData", home + "/Desktop"});
   EXPECT_EQ(result.status, 0) << result.out;
-  result = tidyloom({"--lang", "en", "protect", "--scope", "externalVolume", "/Systemx"});
+  result = tidyloom({"--lang", "en", "protect", "--scope", "externalVolume", home + "/Systemx"});
   EXPECT_EQ(result.status, 1);
   EXPECT_NE(result.out.find("External volume cleaning refuses the system root path"), std::string::npos);
 }
@@ -66,6 +66,33 @@ TEST_F(ProtectionCommandsTest, AnEmptyWhitelistFileLeavesOnlyTheSafetyPatterns) 
   const auto rows = nlohmann::json::parse(result.out);
   EXPECT_EQ(rows[0]["protected"], true);
   EXPECT_EQ(rows[1]["protected"], false);
+}
+
+TEST_F(ProtectionCommandsTest, AnUndecodableWhitelistIsKeptAsideBeforeItIsRewritten) {
+  const auto file = tree.path("Library/Application Support/Tidyloom/whitelist.json");
+  const std::string damaged = R"(["~/Projects/keep", "~/Secret)";
+  // Kept behind a link, with private permissions, as a careful user might.
+  tree.text("dotfiles/whitelist.json", damaged);
+  tree.mode("dotfiles/whitelist.json", 0600);
+  std::filesystem::create_directories(file.parent_path());
+  std::filesystem::create_symlink(tree.path("dotfiles/whitelist.json"), file);
+
+  auto result = tidyloom({"--lang", "en", "whitelist", "add", "~/Other"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_NE(result.err.find("its bytes were kept as"), std::string::npos) << result.err;
+  std::vector<std::filesystem::path> kept;
+  for (const auto& entry : std::filesystem::directory_iterator(tree.path("dotfiles"))) {
+    if (entry.path().filename().string().starts_with("whitelist.json.corrupt-")) kept.push_back(entry.path());
+  }
+  ASSERT_EQ(kept.size(), 1u);
+  EXPECT_EQ(testing::readText(kept[0]), damaged);
+  EXPECT_TRUE(std::filesystem::is_symlink(file));
+  EXPECT_EQ(std::filesystem::status(file).permissions() & std::filesystem::perms::all,
+            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+  EXPECT_EQ(nlohmann::json::parse(testing::readText(file)), nlohmann::json::parse(R"(["~/Other"])"));
+  // Said once: the file is whole again, so the next write keeps nothing more aside.
+  result = tidyloom({"--lang", "en", "whitelist", "add", "~/More"});
+  EXPECT_EQ(result.err.find("kept as"), std::string::npos) << result.err;
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "context.h"
 #include "core/records.h"
@@ -20,5 +21,8 @@ ProtectionLayer protectionFor(const Context& context);
 // A Remover with the real Trash and the Finder route, or in fixture mode the fixture Trash and no
 // outside route.
 Remover removerFor(const Context& context);
+// The command the administrator shell runs to remove one checked path: this very program's
+// privileged removal entry, with this run's language, fixture and home.
+std::vector<std::string> adminRemovalCommand(const Context& context);
 
 }  // namespace tidyloom::cli

@@ -96,6 +96,23 @@ TEST_F(RemoveCommandTest, ScopeAndStopOnFailureShapeTheRun) {
   EXPECT_EQ(result.status, 2);
 }
 
+TEST_F(RemoveCommandTest, AFixtureRunLeavesEverythingOutsideItsFolderUntouched) {
+  testing::TempTree outside;
+  outside.text("v", "precious");
+  outside.text("Library/Caches/c", "precious");
+  for (const char* mode : {"--permanent", "--trash"}) {
+    for (const char* scope : {"userSelected", "userData"}) {
+      const auto result = tidyloom({"--json", "remove", mode, "--scope", scope, "--yes", outside.path("v").string(),
+                                    outside.path("Library/Caches/c").string(), "/etc/hostname"});
+      EXPECT_EQ(result.status, 1) << mode << scope << result.err;
+      EXPECT_EQ(nlohmann::json::parse(result.out)["removed"].size(), 0u) << result.out;
+    }
+  }
+  EXPECT_EQ(testing::readText(outside.path("v")), "precious");
+  EXPECT_EQ(testing::readText(outside.path("Library/Caches/c")), "precious");
+  EXPECT_FALSE(fs::exists(tree.path(".Trash")));
+}
+
 TEST_F(RemoveCommandTest, ARemovalIsRecordedInTheHistory) {
   tree.file("Caches/big.bin", 20000);
   const auto result = tidyloom({"--json", "remove", "--yes", "--permanent", tree.path("Caches/big.bin").string()});

@@ -12,6 +12,7 @@
 #include "platform/helper_host.h"
 #include "removal/admin_path_remover.h"
 #include "removal/privileged_runner.h"
+#include "removal_options.h"
 
 namespace tidyloom::cli {
 
@@ -39,10 +40,11 @@ RunReport removeSystemPaths(const Context& context, const std::vector<std::strin
     RecordingPrivilegedRunner runner;
     runner.executeAdminCommands = true;
     const auto protection = ProtectionLayer::forFixture(*context.locations().fixtureRoot);
-    return AdminPathRemover(runner, protection).remove(paths, roots, RemovalScope::userData, recheck);
+    return AdminPathRemover(runner, adminRemovalCommand(context), protection)
+        .remove(paths, roots, RemovalScope::userData, recheck);
   }
   PrivilegedRunner runner = PrivilegedRunner::live();
-  return AdminPathRemover(runner).remove(paths, roots, RemovalScope::userData, recheck);
+  return AdminPathRemover(runner, adminRemovalCommand(context)).remove(paths, roots, RemovalScope::userData, recheck);
 }
 
 void printRunReport(const Context& context, const RunReport& report) {

@@ -22,6 +22,21 @@ std::optional<bool> isVolumeRoot(const std::string& path);
 // nullopt when the system cannot tell, and callers then rely on comparing devices.
 std::optional<bool> isMountRootAt(int directoryFd, const char* name);
 
+// The absolute path the open folder `directoryFd` names now (it follows renames of the folder);
+// nullopt when the folder was removed or the system cannot tell.
+std::optional<std::string> pathOfDirectory(int directoryFd);
+
+// Folders refused with everything below them, beside the system prefixes, except where a scan
+// section of the database root lies inside (Linux: /var/lib, /opt, /srv).
+std::span<const std::string_view> guardedSystemFolders();
+
+// The folder that holds every user's home ("/home" on Linux); other users' homes and the folder
+// itself are never removable. Empty where homes have no such shared parent.
+std::string_view usersFolder();
+
+// Where removable volumes are mounted ("/Volumes"; Linux: "/media", "/run/media/<user>", "/mnt").
+std::span<const std::string> externalVolumeFolders();
+
 // Opens the folder `name` in `directoryFd` for lookups only (no read permission needed), without
 // following a symbolic link. Returns -1 with errno set on failure.
 int openDirectoryForLookup(int directoryFd, const char* name);

@@ -3,6 +3,9 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 
+#include <array>
+#include <climits>
+
 #include "platform/system_paths.h"
 
 namespace tidyloom::platform {
@@ -25,6 +28,21 @@ std::optional<bool> isVolumeRoot(const std::string& path) {
 }
 
 std::optional<bool> isMountRootAt(int /*directoryFd*/, const char* /*name*/) { return std::nullopt; }
+
+std::optional<std::string> pathOfDirectory(int directoryFd) {
+  char buffer[PATH_MAX];
+  if (::fcntl(directoryFd, F_GETPATH, buffer) != 0) return std::nullopt;
+  return std::string(buffer);
+}
+
+std::span<const std::string_view> guardedSystemFolders() { return {}; }
+
+std::span<const std::string> externalVolumeFolders() {
+  static const std::array<std::string, 1> kFolders{"/Volumes"};
+  return kFolders;
+}
+
+std::string_view usersFolder() { return {}; }
 
 int openDirectoryForLookup(int directoryFd, const char* name) {
 #ifdef O_SEARCH

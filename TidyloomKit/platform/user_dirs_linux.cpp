@@ -1,5 +1,6 @@
 // Linux folders: the XDG base directories and the /var folders that play the macOS roles.
 #include <cstdlib>
+#include <system_error>
 
 #include "platform/user_dirs.h"
 
@@ -13,16 +14,35 @@ std::filesystem::path xdg(const char* variable, const std::filesystem::path& fal
   return fallback;
 }
 
+// Judged with links resolved, so a link inside the home cannot point the folder elsewhere.
+bool inside(const std::filesystem::path& path, const std::filesystem::path& folder) {
+  std::error_code error;
+  const auto resolved = std::filesystem::weakly_canonical(path, error);
+  const auto base = std::filesystem::weakly_canonical(folder, error);
+  const auto relative = resolved.lexically_relative(base);
+  return !relative.empty() && *relative.begin() != ".." && relative != ".";
+}
+
+// Folders that decide what may be removed: the environment may move them within the user's home
+// (or the shared temporary folder), never widen them to elsewhere, such as "/" or "/var/lib".
+std::filesystem::path confined(const char* variable, const std::filesystem::path& fallback,
+                               const std::filesystem::path& alsoAllowed = {}) {
+  const std::filesystem::path value = xdg(variable, fallback);
+  const auto home = homeFromPasswordDatabase();
+  if (value == fallback || inside(value, home) || (!alsoAllowed.empty() && inside(value, alsoAllowed))) return value;
+  return fallback;
+}
+
 }  // namespace
 
-std::filesystem::path temporaryDirectory() { return xdg("TMPDIR", "/tmp"); }
+std::filesystem::path temporaryDirectory() { return confined("TMPDIR", "/tmp", "/tmp"); }
 std::filesystem::path systemCachesDirectory() { return "/var/cache"; }
 std::filesystem::path systemLogsDirectory() { return "/var/crash"; }
 std::filesystem::path varLogDirectory() { return "/var/log"; }
 std::filesystem::path varDBDirectory() { return "/var/lib"; }
-std::filesystem::path userCacheDirectory() { return xdg("XDG_CACHE_HOME", homeFromPasswordDatabase() / ".cache"); }
+std::filesystem::path userCacheDirectory() { return confined("XDG_CACHE_HOME", homeFromPasswordDatabase() / ".cache"); }
 std::filesystem::path userStateDirectory() {
-  return xdg("XDG_STATE_HOME", homeFromPasswordDatabase() / ".local" / "state");
+  return confined("XDG_STATE_HOME", homeFromPasswordDatabase() / ".local" / "state");
 }
 std::filesystem::path applicationSupportDirectory(const std::filesystem::path& home) {
   return xdg("XDG_DATA_HOME", home / ".local" / "share") / "tidyloom";

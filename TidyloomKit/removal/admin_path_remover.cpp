@@ -3,21 +3,34 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
+#include <filesystem>
+
 #include "core/control_characters.h"
 #include "core/engine_error.h"
 #include "l10n/l10n.h"
 #include "removal/file_measure.h"
 #include "removal/privileged_runner.h"
+#include "removal/safe_delete.h"
 
 namespace tidyloom {
 namespace {
 
-bool stillExists(const std::string& path) {
+// Only "no such file" means gone; any other answer leaves the path's fate unknown, so not removed.
+std::error_code lookUp(const std::string& path) {
   struct stat info {};
-  return ::lstat(path.c_str(), &info) == 0;
+  if (::lstat(path.c_str(), &info) == 0) return {};
+  return {errno, std::generic_category()};
 }
 
 }  // namespace
+
+std::string AdminPathRemover::stepCommand(const std::string& path, RemovalScope scope,
+                                          const std::string& identity) const {
+  std::string command;
+  for (const auto& word : removalCommand_) command += shellQuoted(word) + " ";
+  return command + "--scope " + std::string(rawValue(scope)) + " --expect " + identity + " -- " + shellQuoted(path);
+}
 
 RunReport AdminPathRemover::remove(const std::vector<std::string>& paths, const ScanRoots& roots, RemovalScope scope,
                                    const BeforeRemoval& beforeRemoval) const {
@@ -38,10 +51,18 @@ RunReport AdminPathRemover::removeBatch(const std::vector<BatchPlan>& plans, con
         if (containsControlCharacter(path)) {
           throw EngineError::protection(L10n::translate("路径包含控制字符：%@", {path}));
         }
-        protection_.assertRemovable(path, roots, plan.scope);
+        // Resolved once here to judge and measure it; the privileged side resolves it again and
+        // removes it only if it is still this very item.
+        OpenedItem item;
+        if (const auto error = resolveItem(std::filesystem::absolute(path), item)) {
+          if (error == std::errc::no_such_file_or_directory) continue;
+          throw EngineError::io(L10n::translate("管理员删除失败：%@", {error.message()}));
+        }
+        protection_.assertRemovable(item.path().string(), path, roots, plan.scope);
         if (plan.beforeRemoval) plan.beforeRemoval(path);
-        const std::uint64_t size = FileMeasure::byteSize(path);
-        steps.push_back({std::to_string(steps.size() + 1), "/bin/rm -rf " + shellQuoted(path)});
+        const std::uint64_t size = FileMeasure::byteSizeAt(item.parent.get(), item.name.c_str());
+        const std::string identity = std::to_string(item.identity.device) + ":" + std::to_string(item.identity.inode);
+        steps.push_back({std::to_string(steps.size() + 1), stepCommand(path, plan.scope, identity)});
         pending.push_back({path, size});
       } catch (const EngineError& error) {
         if (error.isCancelled()) throw;
@@ -54,13 +75,16 @@ RunReport AdminPathRemover::removeBatch(const std::vector<BatchPlan>& plans, con
   for (size_t i = 0; i < steps.size(); ++i) {
     const auto& [path, size] = pending[i];
     const auto error = errors.find(steps[i].id);
-    if (!stillExists(path)) {
+    const auto found = lookUp(path);
+    if (error != errors.end()) {
+      report.failed.push_back({path, L10n::translate("管理员删除失败：%@", {error->second})});
+    } else if (!found) {
+      report.failed.push_back({path, L10n::translate("管理员删除后文件仍存在")});
+    } else if (found != std::errc::no_such_file_or_directory) {
+      report.failed.push_back({path, L10n::translate("管理员删除失败：%@", {found.message()})});
+    } else {
       report.removed.push_back(path);
       report.freedBytes += size;
-    } else if (error != errors.end()) {
-      report.failed.push_back({path, L10n::translate("管理员删除失败：%@", {error->second})});
-    } else {
-      report.failed.push_back({path, L10n::translate("管理员删除后文件仍存在")});
     }
   }
   return report;

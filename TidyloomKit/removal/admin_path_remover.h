@@ -24,11 +24,15 @@ class AdminPathRemover {
     BeforeRemoval beforeRemoval;
   };
 
-  explicit AdminPathRemover(PrivilegedRunning& runner, ProtectionLayer protection = {})
-      : runner_(runner), protection_(std::move(protection)) {}
+  // `removalCommand` is the program (and its first arguments) that removes one checked path with
+  // administrator rights: the front end's own privileged removal entry, which resolves the path
+  // into a held handle, checks it again and removes it without following any link. It is given
+  // "--scope S --expect DEV:INO -- PATH" and must exit 0 only when the path is gone.
+  AdminPathRemover(PrivilegedRunning& runner, std::vector<std::string> removalCommand, ProtectionLayer protection = {})
+      : runner_(runner), removalCommand_(std::move(removalCommand)), protection_(std::move(protection)) {}
 
   // Checks each path (control characters, protection layer, `beforeRemoval`), measures it and
-  // removes all that pass with one administrator batch of "/bin/rm -rf". Throws EngineError::io
+  // removes all that pass with one administrator batch of removal commands. Throws EngineError::io
   // only when the administrator authorisation fails or is cancelled (then nothing was removed).
   RunReport remove(const std::vector<std::string>& paths, const ScanRoots& roots, RemovalScope scope,
                    const BeforeRemoval& beforeRemoval = {}) const;
@@ -36,7 +40,10 @@ class AdminPathRemover {
   RunReport removeBatch(const std::vector<BatchPlan>& plans, const ScanRoots& roots) const;
 
  private:
+  std::string stepCommand(const std::string& path, RemovalScope scope, const std::string& identity) const;
+
   PrivilegedRunning& runner_;
+  std::vector<std::string> removalCommand_;
   ProtectionLayer protection_;
 };
 

@@ -40,6 +40,11 @@ class AdminRemovalTest : public ::testing::Test {
         platform::AdminShellLaunch{"/bin/sh", {"-c", platform::adminShellLoop()}, std::nullopt});
   }
 
+  // The privileged removal entry of the built front end, confined to the test's tree.
+  std::vector<std::string> removalCommand() const {
+    return {testing::builtProgram("tidyloom").string(), "--fixture", tree_.root().string(), "admin-remove"};
+  }
+
   TempTree tree_;
 };
 
@@ -91,11 +96,15 @@ TEST_F(AdminRemovalTest, ABatchReportsEachFinishedStepAndTheErrorsOfFailedOnes) 
   ::setenv("XDG_RUNTIME_DIR", scratch.c_str(), 1);
   PrivilegedRunner runner(plainSession());
   std::vector<std::string> finished;
-  const auto errors =
-      runner.runAdminBatch({{"1", "true"}, {"2", "echo broken >&2; false"}, {"3", "sleep 0.5; echo ignored"}},
-                           [&](const std::string& id) { finished.push_back(id); });
-  EXPECT_EQ(finished, (std::vector<std::string>{"1", "2", "3"}));
-  EXPECT_EQ(errors, (AdminStepErrors{{"2", "broken"}}));
+  const auto errors = runner.runAdminBatch({{"1", "true"},
+                                            {"2", "echo broken >&2; false"},
+                                            {"3", "sleep 0.5; echo ignored"},
+                                            {"4", "echo only a warning >&2"},
+                                            {"5", "exit 7"}},
+                                           [&](const std::string& id) { finished.push_back(id); });
+  EXPECT_EQ(finished, (std::vector<std::string>{"1", "2", "3", "4", "5"}));
+  // Only the exit status says a step failed; what it wrote says why.
+  EXPECT_EQ(errors, (AdminStepErrors{{"2", "broken"}, {"5", "退出状态 7"}}));
   // The progress and error files were made in the private runtime folder and are gone afterwards.
   EXPECT_EQ(platform::adminScratchDirectory(), scratch.string());
   EXPECT_TRUE(fs::is_empty(scratch));
@@ -106,8 +115,8 @@ TEST_F(AdminRemovalTest, RemovesQuotedPathsWithOnePromptAndMeasuresThem) {
   const auto quoted = tree_.file("Library/Caches/it's here/data", 8192).parent_path().string();
   const auto spaced = tree_.file("Library/Caches/two  spaces.log", 4096).string();
   PrivilegedRunner runner(plainSession());
-  const RunReport report =
-      AdminPathRemover(runner).remove({quoted, spaced}, ScanRoots::fixture(tree_.root()), RemovalScope::userData);
+  const RunReport report = AdminPathRemover(runner, removalCommand())
+                               .remove({quoted, spaced}, ScanRoots::fixture(tree_.root()), RemovalScope::userData);
   EXPECT_EQ(report.removed, (std::vector<std::string>{quoted, spaced}));
   EXPECT_TRUE(report.failed.empty());
   EXPECT_GE(report.freedBytes, 12288u);
@@ -139,7 +148,8 @@ TEST_F(AdminRemovalTest, ABatchWhoseSecondPathFailsRemovesTheOthersAndAsksOnce) 
   runner.failing = "2";
   runner.executeAdminCommands = true;
   const RunReport report =
-      AdminPathRemover(runner).remove({first, second, third}, ScanRoots::fixture(tree_.root()), RemovalScope::userData);
+      AdminPathRemover(runner, removalCommand())
+          .remove({first, second, third}, ScanRoots::fixture(tree_.root()), RemovalScope::userData);
   EXPECT_EQ(report.removed, (std::vector<std::string>{first, third}));
   EXPECT_EQ(report.failed, (std::vector<FailedPath>{{second, "管理员删除失败：Operation not permitted"}}));
   EXPECT_EQ(runner.authorizations, 1);
@@ -150,11 +160,12 @@ TEST_F(AdminRemovalTest, RefusedPathsNeverReachTheShell) {
   const auto kept = tree_.file("Library/Caches/kept", 10).string();
   const auto lineFeed = tree_.file("Library/Caches/a\nb", 10).string();
   RecordingPrivilegedRunner runner;
-  const RunReport report = AdminPathRemover(runner).remove(
-      {"/etc/passwd", lineFeed, kept}, ScanRoots::fixture(tree_.root()), RemovalScope::userData,
-      [](const std::string& path) {
-        throw EngineError::protection(L10n::translate("系统清理路径已变化：%@", {path}));
-      });
+  const RunReport report =
+      AdminPathRemover(runner, removalCommand())
+          .remove({"/etc/passwd", lineFeed, kept}, ScanRoots::fixture(tree_.root()), RemovalScope::userData,
+                  [](const std::string& path) {
+                    throw EngineError::protection(L10n::translate("系统清理路径已变化：%@", {path}));
+                  });
   EXPECT_TRUE(runner.adminCommands.empty());
   EXPECT_EQ(runner.authorizations, 0);
   ASSERT_EQ(report.failed.size(), 3u);
@@ -165,10 +176,41 @@ TEST_F(AdminRemovalTest, RefusedPathsNeverReachTheShell) {
 TEST_F(AdminRemovalTest, AFinishedStepWhosePathRemainsIsReported) {
   const auto stubborn = tree_.file("Library/Caches/stubborn", 10).string();
   RecordingPrivilegedRunner runner;  // records, removes nothing
-  const RunReport report =
-      AdminPathRemover(runner).remove({stubborn}, ScanRoots::fixture(tree_.root()), RemovalScope::userData);
+  const RunReport report = AdminPathRemover(runner, removalCommand())
+                               .remove({stubborn}, ScanRoots::fixture(tree_.root()), RemovalScope::userData);
   EXPECT_EQ(report.failed, (std::vector<FailedPath>{{stubborn, "管理员删除后文件仍存在"}}));
-  EXPECT_EQ(runner.adminCommands, std::vector<std::string>{"/bin/rm -rf " + shellQuoted(stubborn)});
+  ASSERT_EQ(runner.adminCommands.size(), 1u);
+  EXPECT_TRUE(runner.adminCommands[0].starts_with(shellQuoted(removalCommand()[0]))) << runner.adminCommands[0];
+  EXPECT_TRUE(runner.adminCommands[0].ends_with(" -- " + shellQuoted(stubborn))) << runner.adminCommands[0];
+  EXPECT_EQ(runner.adminCommands[0].find("rm -rf"), std::string::npos);
+}
+
+// Before the privileged side runs, the checked folder is swapped for a link to a folder outside.
+class SwapsBeforeRunning : public RecordingPrivilegedRunner {
+ public:
+  fs::path folder, outside;
+  AdminStepErrors runAdminBatch(const std::vector<AdminStep>& steps,
+                                const std::function<void(const std::string&)>& onStepFinished) override {
+    fs::rename(folder, folder.string() + ".moved");
+    fs::create_symlink(outside, folder);
+    return RecordingPrivilegedRunner::runAdminBatch(steps, onStepFinished);
+  }
+};
+
+TEST_F(AdminRemovalTest, ThePrivilegedSideRemovesNothingWhenAFolderWasSwappedAfterTheCheck) {
+  TempTree elsewhere;
+  elsewhere.text("x", "precious");
+  const auto checked = tree_.text("Library/Caches/app/x", "cache").string();
+  SwapsBeforeRunning runner;
+  runner.executeAdminCommands = true;
+  runner.folder = tree_.path("Library/Caches/app");
+  runner.outside = elsewhere.root();
+  const RunReport report = AdminPathRemover(runner, removalCommand())
+                               .remove({checked}, ScanRoots::fixture(tree_.root()), RemovalScope::userData);
+  EXPECT_TRUE(report.removed.empty());
+  ASSERT_EQ(report.failed.size(), 1u);
+  EXPECT_EQ(testing::readText(elsewhere.path("x")), "precious");
+  EXPECT_EQ(testing::readText(tree_.path("Library/Caches/app.moved/x")), "cache");
 }
 
 TEST(RecordingRunnerTest, CountsOneAuthorisationPerBatchAndPerCommand) {

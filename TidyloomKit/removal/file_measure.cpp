@@ -68,12 +68,23 @@ class DirectoryBytes {
 
 std::uint64_t FileMeasure::byteSize(const std::filesystem::path& url, const ScanTallyRef& tally,
                                     const CancellationToken& token) {
+  return byteSizeAt(AT_FDCWD, url.c_str(), tally, token);
+}
+
+std::uint64_t FileMeasure::byteSizeAt(int parentFd, const char* name, const ScanTallyRef& tally,
+                                      const CancellationToken& token) {
   struct stat info {};
-  if (::lstat(url.c_str(), &info) != 0) return 0;
-  if (S_ISREG(info.st_mode)) return regularFileBytes(AT_FDCWD, url.c_str(), info, tally);
+  if (::fstatat(parentFd, name, &info, AT_SYMLINK_NOFOLLOW) != 0) return 0;
+  if (S_ISREG(info.st_mode)) return regularFileBytes(parentFd, name, info, tally);
   if (!S_ISDIR(info.st_mode)) return 0;
-  const int fd = ::open(url.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  const int fd = ::openat(parentFd, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
   if (fd < 0) return 0;
+  struct stat opened {};
+  // The folder measured must be the one just looked at, not one swapped in between.
+  if (::fstat(fd, &opened) != 0 || opened.st_ino != info.st_ino || opened.st_dev != info.st_dev) {
+    (void)::close(fd);
+    return 0;
+  }
   return DirectoryBytes(info.st_dev, tally, token).sum(fd);
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <string>
 
 #include "core/scan_progress.h"
 
@@ -15,6 +16,9 @@ struct FileMeasure {
   // A triggered `token` stops the walk early; the partial sum is then returned.
   static std::uint64_t byteSize(const std::filesystem::path& url, const ScanTallyRef& tally = nullptr,
                                 const CancellationToken& token = {});
+  // The same for the item `name` inside the held folder `parentFd`; nothing is looked up by path.
+  static std::uint64_t byteSizeAt(int parentFd, const char* name, const ScanTallyRef& tally = nullptr,
+                                  const CancellationToken& token = {});
 };
 
 }  // namespace tidyloom

@@ -4,7 +4,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <charconv>
 #include <chrono>
+#include <map>
 #include <set>
 #include <sstream>
 
@@ -35,8 +37,8 @@ bool createPrivateFile(const std::string& path) {
   return true;
 }
 
-// Reads the progress file from `offset` and reports every new complete line once.
-void drainProgress(const std::string& path, std::string::size_type& offset, std::set<std::string>& finished,
+// Reads the progress file from `offset` and reports every new complete line ("id status") once.
+void drainProgress(const std::string& path, std::string::size_type& offset, std::map<std::string, int>& finished,
                    const std::function<void(const std::string&)>& onStepFinished) {
   std::string text;
   if (!readWholeFile(path, text) || text.size() <= offset) return;
@@ -44,8 +46,13 @@ void drainProgress(const std::string& path, std::string::size_type& offset, std:
   if (lastBreak == std::string::npos || lastBreak < offset) return;
   std::istringstream lines(text.substr(offset, lastBreak + 1 - offset));
   offset = lastBreak + 1;
-  for (std::string id; std::getline(lines, id);) {
-    if (finished.insert(id).second && onStepFinished) onStepFinished(id);
+  for (std::string line; std::getline(lines, line);) {
+    const auto space = line.rfind(' ');
+    if (space == std::string::npos) continue;
+    const std::string id = line.substr(0, space);
+    int status = -1;
+    (void)std::from_chars(line.data() + space + 1, line.data() + line.size(), status);
+    if (finished.emplace(id, status).second && onStepFinished) onStepFinished(id);
   }
 }
 
@@ -106,14 +113,16 @@ AdminStepErrors PrivilegedRunner::runAdminBatch(const std::vector<AdminStep>& st
   std::string command;
   for (const auto& step : steps) {
     command += "echo " + shellQuoted(std::string(kStepMarker) + step.id) + " >>" + shellQuoted(errorFile) + "; ";
-    // The braces keep the redirections on the whole step, whatever shape its command has.
-    command += "{ " + step.command + "\n} >/dev/null 2>>" + shellQuoted(errorFile);
-    command += "; echo " + shellQuoted(step.id) + " >>" + shellQuoted(progressFile) + "; ";
+    // A subshell keeps the redirections on the whole step, whatever shape its command has, and
+    // keeps an "exit" inside it from ending the batch.
+    command += "( " + step.command + "\n) >/dev/null 2>>" + shellQuoted(errorFile);
+    // The step's exit status travels with its id: it alone says whether the step failed.
+    command += "; echo " + shellQuoted(step.id) + " $? >>" + shellQuoted(progressFile) + "; ";
   }
   command += "exit 0";
 
   std::string::size_type offset = 0;
-  std::set<std::string> finished;
+  std::map<std::string, int> finished;
   AdminShellSession::Reply reply;
   try {
     reply = session_->run(command, [&] { drainProgress(progressFile, offset, finished, onStepFinished); });
@@ -123,12 +132,23 @@ AdminStepErrors PrivilegedRunner::runAdminBatch(const std::vector<AdminStep>& st
     throw;
   }
   drainProgress(progressFile, offset, finished, onStepFinished);
-  AdminStepErrors errors = stepErrors(errorFile);
+  const AdminStepErrors written = stepErrors(errorFile);
   (void)::unlink(progressFile.c_str());
   (void)::unlink(errorFile.c_str());
   if (reply.code != 0) authError(reply);
+  // A step failed when its status says so (or it never finished); what it wrote says why.
+  AdminStepErrors errors;
   for (const auto& step : steps) {
-    if (!finished.contains(step.id) && !errors.contains(step.id)) errors[step.id] = L10n::translate("步骤未完成");
+    const auto done = finished.find(step.id);
+    if (done != finished.end() && done->second == 0) continue;
+    const auto text = written.find(step.id);
+    if (text != written.end()) {
+      errors[step.id] = text->second;
+    } else if (done == finished.end()) {
+      errors[step.id] = L10n::translate("步骤未完成");
+    } else {
+      errors[step.id] = L10n::translate("退出状态 %@", {std::to_string(done->second)});
+    }
   }
   return errors;
 }

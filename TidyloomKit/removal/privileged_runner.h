@@ -18,7 +18,8 @@ struct AdminStep {
   bool operator==(const AdminStep&) const = default;
 };
 
-// What went to standard error, per step id, for the steps that wrote anything or never finished.
+// Why each failed step failed, per step id: a step fails when it exits with a non-zero status or
+// never finishes; the reason is what it wrote to standard error, else its exit status.
 using AdminStepErrors = std::map<std::string, std::string>;
 
 class PrivilegedRunning {

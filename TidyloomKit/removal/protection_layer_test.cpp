@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 #include "core/engine_error.h"
 #include "l10n/l10n.h"
 #include "testing/temp_tree.h"
@@ -69,19 +71,41 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"/etc/passwd", S::userData, "受保护路径：/etc/passwd"},
         Case{"/run/user/1", S::userSelected, "受保护路径：/run/user/1"}, Case{"~", S::userData, "不能删除家目录根路径"},
         Case{"~", S::uninstallApp, "不能删除家目录根路径"}, Case{"~/", S::externalVolume, "不能删除家目录根路径"},
-        Case{"~", S::userSelected, "不能删除家目录根路径"}, Case{"/", S::userSelected, "不能删除家目录根路径"},
+        Case{"~", S::userSelected, "不能删除家目录根路径"}, Case{"/", S::userSelected, "受保护路径：/"},
         Case{"~/Documents", S::userData, ""}, Case{"~/Documents", S::userSelected, "受保护路径：~/Documents"},
         Case{"~/Documents/report.txt", S::userSelected, ""}, Case{"~/tmp/cache", S::userData, ""},
         Case{"~/private/var/db/diagnostics/x", S::userData, ""}, Case{"/private/var/db/powerlog/x", S::userData, ""},
         Case{"/private/var/db/receipts", S::userData, "路径超出允许范围：/private/var/db/receipts"},
-        Case{"/opt/thing", S::userData, "路径超出允许范围：/opt/thing"},
+        Case{"/opt/thing", S::userData, "受保护路径：/opt/thing"},
         Case{"/Applications", S::uninstallApp, "卸载路径超出允许范围：/Applications"},
-        Case{"/Applications/X.app", S::uninstallApp, ""}, Case{"/opt/homebrew/Caskroom/x", S::uninstallApp, ""},
+        Case{"/Applications/X.app", S::uninstallApp, ""},
+        Case{"/opt/homebrew/Caskroom/x", S::uninstallApp, "受保护路径：/opt/homebrew/Caskroom/x"},
         Case{"~/Library/Caches/x", S::uninstallApp, ""},
-        Case{"/opt/other/x", S::uninstallApp, "卸载路径超出允许范围：/opt/other/x"},
+        Case{"/opt/other/x", S::uninstallApp, "受保护路径：/opt/other/x"},
         Case{"/Volumes/USB/x", S::externalVolume, ""}, Case{"~/Volumes/USB/x", S::externalVolume, ""},
-        Case{"/mnt/usb/x", S::externalVolume, "外置卷路径无效：/mnt/usb/x"},
-        Case{"/home", S::userSelected, "受保护路径：/home"}, Case{"/srv/data/x", S::userSelected, ""}));
+        Case{"/mnt/usb/x", S::externalVolume, ""}, Case{"/media/usb/x", S::externalVolume, ""},
+        Case{"/run/media/u/x", S::externalVolume, "受保护路径：/run/media/u/x"},
+        Case{"/data/x", S::externalVolume, "外置卷路径无效：/data/x"},
+        Case{"/home", S::userSelected, "受保护路径：/home"},
+        Case{"/srv/data/x", S::userSelected, "受保护路径：/srv/data/x"},
+        // The Linux system's own state, other users' homes and the user's secrets, in every scope.
+        Case{"/var/lib", S::userSelected, "受保护路径：/var/lib"},
+        Case{"/var/lib/dpkg", S::userData, "受保护路径：/var/lib/dpkg"},
+        Case{"/opt/x", S::userSelected, "受保护路径：/opt/x"}, Case{"/srv/x", S::userSelected, "受保护路径：/srv/x"},
+        Case{"/home/someone-else", S::userSelected, "受保护路径：/home/someone-else"},
+        Case{"/home/someone-else/.cache/x", S::userData, "受保护路径：/home/someone-else/.cache/x"},
+        Case{"~/.ssh", S::userData, "受保护路径：~/.ssh"},
+        Case{"~/.ssh/id_ed25519", S::userSelected, "受保护路径：~/.ssh/id_ed25519"},
+        Case{"~/.gnupg", S::userSelected, "受保护路径：~/.gnupg"},
+        Case{"~/.local", S::userSelected, "受保护路径：~/.local"},
+        Case{"~/.local/share/keyrings/login.keyring", S::userData, "受保护路径：~/.local/share/keyrings/login.keyring"},
+        Case{"~/.password-store", S::uninstallApp, "受保护路径：~/.password-store"},
+        Case{"~/.config/chromium/Default/Cookies", S::userData, "受保护路径：~/.config/chromium/Default/Cookies"},
+        Case{"~/.config/chromium/Default/Login Data", S::userSelected,
+             "受保护路径：~/.config/chromium/Default/Login Data"},
+        Case{"~/.mozilla/firefox/p/key4.db", S::userData, "受保护路径：~/.mozilla/firefox/p/key4.db"},
+        Case{"~/.mozilla/firefox/p/logins.json", S::userData, "受保护路径：~/.mozilla/firefox/p/logins.json"},
+        Case{"~/.mozilla/firefox/p/cache2", S::userData, ""}));
 
 class ProtectionLayerTest : public ::testing::Test {
  protected:
@@ -113,6 +137,44 @@ TEST_F(ProtectionLayerTest, FixtureApplicationsFolderIsRefusedButItsBundlesAreNo
   EXPECT_EQ(judge(tree.dir("Applications/Notes.app").string(), roots, RemovalScope::uninstallApp, layer), "");
 }
 
+TEST_F(ProtectionLayerTest, AFixtureRunReachesNothingOutsideItsFolder) {
+  const auto roots = ScanRoots::fixture(tree.root());
+  const auto layer = ProtectionLayer::forFixture(tree.root());
+  for (const auto scope :
+       {RemovalScope::userData, RemovalScope::uninstallApp, RemovalScope::externalVolume, RemovalScope::userSelected}) {
+    for (const std::string path : {"/elsewhere/v", "/Library/Caches/x", "/private/var/log/x", "/tmp/x"}) {
+      EXPECT_EQ(judge(path, roots, scope, layer), "路径超出允许范围：" + path) << path;
+    }
+  }
+  // The system folders of the fixture are its own, and refused like the live ones.
+  for (const std::string relative : {"System/x", "usr/bin/x", "etc/x", "var/lib/dpkg", "opt/x"}) {
+    const std::string path = tree.path(relative).string();
+    EXPECT_EQ(judge(path, roots, RemovalScope::userSelected, layer), "受保护路径：" + path) << path;
+  }
+  EXPECT_EQ(judge(tree.path("Library/Caches/x").string(), roots, RemovalScope::userData, layer), "");
+  EXPECT_EQ(judge(tree.path("SystemLibrary/Caches/x").string(), roots, RemovalScope::userData, layer), "");
+  EXPECT_EQ(judge(tree.path("private/var/log/x").string(), roots, RemovalScope::userData, layer), "");
+}
+
+TEST_F(ProtectionLayerTest, TheEnvironmentNeverWidensWhatUserDataAllows) {
+  const auto saved = [](const char* name) { return std::getenv(name) ? std::string(std::getenv(name)) : ""; };
+  const std::string tmp = saved("TMPDIR"), state = saved("XDG_STATE_HOME"), cache = saved("XDG_CACHE_HOME");
+  ::setenv("TMPDIR", "/", 1);
+  ::setenv("XDG_STATE_HOME", "/var/lib/x", 1);
+  ::setenv("XDG_CACHE_HOME", "/etc", 1);
+  const auto roots = ScanRoots::live();
+  for (const char* name : {"TMPDIR", "XDG_STATE_HOME", "XDG_CACHE_HOME"}) ::unsetenv(name);
+  if (!tmp.empty()) ::setenv("TMPDIR", tmp.c_str(), 1);
+  if (!state.empty()) ::setenv("XDG_STATE_HOME", state.c_str(), 1);
+  if (!cache.empty()) ::setenv("XDG_CACHE_HOME", cache.c_str(), 1);
+  EXPECT_EQ(roots.temporary, "/tmp");
+  EXPECT_EQ(roots.darwinUserDirectory, RealHome::url() / ".local/state");
+  EXPECT_EQ(roots.darwinUserCache, RealHome::url() / ".cache");
+  for (const char* path : {"/var/lib/x/y", "/srv/y", "/var/mail/y"}) {
+    EXPECT_FALSE(judge(path, roots, RemovalScope::userData).empty()) << path;
+  }
+}
+
 TEST_F(ProtectionLayerTest, MessagesComeOutInEnglish) {
   L10n::setLanguage(AppLanguage::english);
   const auto roots = ScanRoots::fixture(tree.root());
@@ -121,7 +183,7 @@ TEST_F(ProtectionLayerTest, MessagesComeOutInEnglish) {
                                     {"/opt/x", RemovalScope::userData},
                                     {"/opt/x", RemovalScope::uninstallApp},
                                     {"/System", RemovalScope::externalVolume},
-                                    {"/mnt/x", RemovalScope::externalVolume},
+                                    {"/data/x", RemovalScope::externalVolume},
                                     {"/var/folders/a/com.eset.x", RemovalScope::userData}}) {
     const std::string message = judge(path, roots, scope);
     EXPECT_FALSE(message.empty());

@@ -1,6 +1,7 @@
 // The removal loop: check, measure, re-validate, remove; each path ends in the report or as gone.
 #include "removal/remover.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -17,11 +18,6 @@
 namespace tidyloom {
 namespace fs = std::filesystem;
 namespace {
-
-bool isGone(const std::string& path) {
-  struct stat info {};
-  return ::lstat(path.c_str(), &info) != 0 && errno == ENOENT;
-}
 
 bool isPermissionError(const std::error_code& error) {
   return error == std::errc::permission_denied || error == std::errc::operation_not_permitted;
@@ -62,13 +58,25 @@ std::string reasonFor(const std::error_code& error, RemovalMode mode) {
 constexpr std::string_view kFinderRefused = "macOS 拒绝将应用移到废纸篓；请允许 Tidyloom 控制“访达”（系统设置 › 隐私与安全性 › 自动化），或在访达中手动移到废纸篓";
 // clang-format on
 
-bool isApplicationBundle(const std::string& path, const std::string& applicationsFolder) {
-  const fs::path standard = fs::path(path).lexically_normal();
+bool isApplicationBundle(const fs::path& path, const std::string& applicationsFolder) {
+  const fs::path standard = path.lexically_normal();
   fs::path bundle = standard.has_filename() ? standard : standard.parent_path();
   std::string extension = bundle.extension().string();
   std::transform(extension.begin(), extension.end(), extension.begin(),
                  [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
   return extension == ".app" && bundle.parent_path() == fs::path(applicationsFolder);
+}
+
+// The identity of the item in the held parent must not have changed since it was resolved.
+std::error_code checkUnchanged(const OpenedItem& item) {
+  struct stat info {};
+  if (::fstatat(item.parent.get(), item.name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
+    return {errno, std::generic_category()};
+  }
+  const ItemIdentity now{static_cast<std::uint64_t>(info.st_dev), static_cast<std::uint64_t>(info.st_ino),
+                         static_cast<mode_t>(info.st_mode & S_IFMT)};
+  if (now != item.identity) return std::error_code(ESTALE, std::generic_category());
+  return {};
 }
 
 }  // namespace
@@ -85,33 +93,33 @@ Remover::FinderRoute Remover::defaultFinderRoute() {
   return &Remover::trashApplicationViaFinder;
 }
 
-void Remover::removeOne(const std::string& path, const ItemIdentity& identity, RemovalMode mode, std::uint64_t size,
+void Remover::removeOne(const std::string& path, const OpenedItem& item, RemovalMode mode, std::uint64_t size,
                         const fs::path& home) const {
-  OpenedItem item;
-  if (const auto error = openItem(fs::absolute(path), identity, item)) fail(path, error, mode);
+  // The item must still be the one that was resolved and judged.
+  if (const auto error = checkUnchanged(item)) fail(path, error, mode);
 
   if (mode == RemovalMode::permanent) {
-    auto error = SafeDelete::removeAt(item.parent.get(), item.name, identity, cancellation);
+    auto error = SafeDelete::removeAt(item.parent.get(), item.name, item.identity, cancellation);
     // Read-only folders of the user's own (module caches, for one) are made writable, then one retry.
     if (isPermissionError(error) && makeOwnedDirectoriesWritable(item.parent.get(), item.name)) {
-      error = SafeDelete::removeAt(item.parent.get(), item.name, identity, cancellation);
+      error = SafeDelete::removeAt(item.parent.get(), item.name, item.identity, cancellation);
     }
     if (error == std::errc::operation_canceled) throw EngineError::cancelled();
     if (error) fail(path, error, mode);
     return;
   }
 
-  const platform::TrashRequest request{item.parent.get(),        item.name, item.parentPath / item.name,
-                                       identity.type == S_IFDIR, size,      home};
+  const platform::TrashRequest request{
+      item.parent.get(), item.name, item.path(), item.identity.type == S_IFDIR, size, home};
   const auto error = trash(request);
   if (!error) return;
-  if (isPermissionError(error) && finderRoute && isApplicationBundle(path, applicationsFolder)) {
-    const auto result = finderRoute(path);
+  if (isPermissionError(error) && finderRoute && isApplicationBundle(item.path(), applicationsFolder)) {
+    const auto result = finderRoute(item.path());
     if (result.status >= 128 || cancellation.stop_requested()) throw EngineError::cancelled();
     if (result.status != 0 || !result.launched) {
       throw EngineError::io(L10n::translate(kFinderRefused));
     }
-    if (isGone(path)) return;
+    if (item.isGone()) return;
     throw EngineError::io(L10n::translate("访达未能将应用移到废纸篓：%@", {path}));
   }
   fail(path, error, mode);
@@ -122,19 +130,27 @@ RunReport Remover::remove(const std::vector<std::string>& paths, RemovalMode mod
   RunReport report;
   for (const auto& path : paths) {
     throwIfCancelled(cancellation);
-    ItemIdentity identity;
-    if (const auto error = identityOf(path, identity); error == std::errc::no_such_file_or_directory) {
+    // The path is resolved here, once; only the handle is used from now on.
+    OpenedItem item;
+    const auto resolved = resolveItem(fs::absolute(path), item);
+    if (resolved == std::errc::no_such_file_or_directory) {
       emit(RemovalFinished{path, true});
       continue;
     }
     emit(RemovalStarted{path});
     std::string reason;
     try {
-      protection.assertRemovable(path, roots, scope);
-      const std::uint64_t size = FileMeasure::byteSize(path, tally, cancellation);
+      if (resolved) fail(path, resolved, mode);
+      if (const auto expected = expectedIdentities.find(path);
+          expected != expectedIdentities.end() &&
+          (expected->second.device != item.identity.device || expected->second.inode != item.identity.inode)) {
+        fail(path, std::error_code(ESTALE, std::generic_category()), mode);
+      }
+      protection.assertRemovable(item.path().string(), path, roots, scope);
+      const std::uint64_t size = FileMeasure::byteSizeAt(item.parent.get(), item.name.c_str(), tally, cancellation);
       if (beforeRemoval) beforeRemoval(path);
       throwIfCancelled(cancellation);
-      removeOne(path, identity, mode, size, roots.home);
+      removeOne(path, item, mode, size, roots.home);
       report.removed.push_back(path);
       // A freed total past 2^64 bytes means the measurements are broken; nothing sane can follow.
       if (__builtin_add_overflow(report.freedBytes, size, &report.freedBytes)) std::abort();
@@ -148,7 +164,7 @@ RunReport Remover::remove(const std::vector<std::string>& paths, RemovalMode mod
       reason = e.what();
     }
     throwIfCancelled(cancellation);
-    if (isGone(path)) {
+    if (!resolved && item.isGone()) {
       emit(RemovalFinished{path, true});
       continue;
     }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,11 +12,10 @@
 #include "core/scan_progress.h"
 #include "core/scan_roots.h"
 #include "removal/protection_layer.h"
+#include "removal/safe_delete.h"
 #include "removal/trash_route.h"
 
 namespace tidyloom {
-
-struct ItemIdentity;
 
 class Remover {
  public:
@@ -37,6 +37,9 @@ class Remover {
   CancellationToken cancellation;
   // Credited with each file measured.
   ScanTallyRef tally;
+  // Identities recorded when the paths were checked (by another process, for one): a path found
+  // with another identity now is refused as replaced, never removed.
+  std::map<std::string, ItemIdentity> expectedIdentities;
 
   // Removes `paths` in order. A path already gone counts as done but is not reported; a refused
   // or failed path is one entry in `failed` and the run goes on unless `stopOnFailure`.
@@ -50,7 +53,7 @@ class Remover {
   static FinderRoute defaultFinderRoute();
 
  private:
-  void removeOne(const std::string& path, const ItemIdentity& identity, RemovalMode mode, std::uint64_t size,
+  void removeOne(const std::string& path, const OpenedItem& item, RemovalMode mode, std::uint64_t size,
                  const std::filesystem::path& home) const;
   void emit(const RemovalEvent& event) const {
     if (progress) progress(event);

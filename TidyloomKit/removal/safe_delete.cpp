@@ -134,13 +134,14 @@ std::error_code identityOf(const fs::path& path, ItemIdentity& out) {
   return {};
 }
 
-std::error_code openItem(const fs::path& path, const ItemIdentity& expected, OpenedItem& out) {
+std::error_code resolveItem(const fs::path& path, OpenedItem& out) {
   fs::path normal = path.lexically_normal();
   if (!normal.has_filename()) normal = normal.parent_path();
   const std::string name = normal.filename().string();
   if (!normal.is_absolute() || name.empty() || name == "." || name == ".." || normal == normal.root_path()) {
     return std::make_error_code(std::errc::invalid_argument);
   }
+  // The one name lookup that may follow links: the path as the user gave it.
   std::error_code error;
   const fs::path parent = fs::canonical(normal.parent_path(), error);
   if (error) return error;
@@ -152,11 +153,27 @@ std::error_code openItem(const fs::path& path, const ItemIdentity& expected, Ope
     if (!next.valid()) return lastError();
     fd = std::move(next);
   }
-  if (const auto mismatch = checkIdentity(fd.get(), name, expected)) return mismatch;
+  struct stat info {};
+  if (::fstatat(fd.get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) return lastError();
+  // Judged later by where the held folder is now, not by the string that led to it.
+  const auto where = platform::pathOfDirectory(fd.get());
+  if (!where) return std::make_error_code(std::errc::no_such_file_or_directory);
   out.parent = std::move(fd);
-  out.parentPath = parent;
+  out.parentPath = *where;
   out.name = name;
+  out.identity = identityFrom(info);
   return {};
+}
+
+std::error_code openItem(const fs::path& path, const ItemIdentity& expected, OpenedItem& out) {
+  if (const auto error = resolveItem(path, out)) return error;
+  if (out.identity != expected) return std::error_code(ESTALE, std::generic_category());
+  return {};
+}
+
+bool OpenedItem::isGone() const {
+  struct stat info {};
+  return ::fstatat(parent.get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0 && errno == ENOENT;
 }
 
 std::error_code SafeDelete::removeAt(int parentFd, const std::string& name, const ItemIdentity& expected,

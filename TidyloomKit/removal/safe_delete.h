@@ -25,13 +25,25 @@ struct ItemIdentity {
 // The identity of `path` itself (a final link is not followed); errno code on failure.
 std::error_code identityOf(const std::filesystem::path& path, ItemIdentity& out);
 
-// The folder holding an item, opened from "/" one component at a time without following a link,
-// and the item's name in it. `path` must be absolute; its parent folders are resolved first.
+// An item resolved once into a held handle: the folder holding it, opened from "/" one component
+// at a time without following a link, the item's name in it and its identity as found there.
+// Every later step (protection check, measuring, trashing, deleting, the gone check) takes the
+// handle, never the path string again.
 struct OpenedItem {
   UniqueFd parent;
-  std::filesystem::path parentPath;  // resolved
+  std::filesystem::path parentPath;  // the path the held parent names now, read from the descriptor
   std::string name;
+  ItemIdentity identity;
+  std::filesystem::path path() const { return parentPath / name; }
+  // True only when the name is no longer in the held parent (ENOENT); any other answer is not gone.
+  bool isGone() const;
 };
+
+// Resolves `path` (absolute): its parent folders are made canonical once, then walked from "/"
+// with O_NOFOLLOW, so a folder swapped for a link after that lookup ends the walk (ELOOP or
+// ENOTDIR) instead of being followed. ENOENT when the item or a parent folder is missing.
+std::error_code resolveItem(const std::filesystem::path& path, OpenedItem& out);
+// resolveItem, then the identity must equal `expected` (ESTALE otherwise).
 std::error_code openItem(const std::filesystem::path& path, const ItemIdentity& expected, OpenedItem& out);
 
 namespace SafeDelete {

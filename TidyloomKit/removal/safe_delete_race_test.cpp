@@ -1,11 +1,15 @@
-// Race: while permanent removals run, folders inside the item are swapped for links to a sentinel
-// folder outside it, thousands of times. The sentinel must stay whole.
+// Races: while removals run, folders inside the item, or an ancestor of it, are swapped for links to
+// a sentinel folder outside, thousands of times. The sentinel must stay whole.
 #include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <stdio.h>
 
 #include <atomic>
 #include <thread>
 
 #include "core/scan_roots.h"
+#include "removal/protection_layer.h"
 #include "removal/remover.h"
 #include "testing/temp_tree.h"
 
@@ -71,6 +75,58 @@ TEST(SafeDeleteRace, FoldersSwappedForLinksNeverLeadTheRemovalOutsideItsTree) {
   // The race must not make every removal fail, or the test proves nothing.
   EXPECT_GT(removed, 0u);
 }
+
+// Exchanges two names atomically, as fast as it can, until stopped.
+void exchanger(const fs::path& a, const fs::path& b, const std::atomic<bool>& stop) {
+  while (!stop.load(std::memory_order_relaxed)) {
+    (void)::renameat2(AT_FDCWD, a.c_str(), AT_FDCWD, b.c_str(), RENAME_EXCHANGE);
+  }
+}
+
+// F/T holds the item x; F/L is a link to V, a folder outside F. T and L trade places all the time
+// while a fixture run removes F/T/x in userData scope: nothing in V may change, and a path the
+// report calls removed must really be gone from T.
+void ancestorSwapRounds(RemovalMode mode) {
+  TempTree outside;
+  outside.text("V/x", "canary");
+  outside.text("V/y", "canary");
+  TempTree fixture;
+  const fs::path t = fixture.path("T"), l = fixture.path("L");
+  fixture.dir("T");
+  fs::create_symlink(outside.path("V"), l);
+  Remover remover;
+  remover.protection = ProtectionLayer::forFixture(fixture.root());
+  remover.trash = folderTrash(fixture.path(".Trash"));
+  const auto roots = ScanRoots::fixture(fixture.root());
+  size_t removed = 0;
+  for (int round = 0; round < kRounds; ++round) {
+    // Put T back as the folder before each round.
+    if (fs::is_symlink(t)) (void)::renameat2(AT_FDCWD, t.c_str(), AT_FDCWD, l.c_str(), RENAME_EXCHANGE);
+    fixture.text("T/x", "item");
+    std::atomic<bool> stop{false};
+    std::thread thread(exchanger, t, l, std::cref(stop));
+    const auto report = remover.remove({(t / "x").string()}, mode, roots, RemovalScope::userData, false);
+    stop = true;
+    thread.join();
+    ASSERT_EQ(testing::readText(outside.path("V/x")), "canary") << "round " << round;
+    ASSERT_EQ(testing::readText(outside.path("V/y")), "canary") << "round " << round;
+    ASSERT_EQ(std::distance(fs::directory_iterator(outside.path("V")), fs::directory_iterator()), 2) << round;
+    if (!report.removed.empty()) {
+      const fs::path folder = fs::is_symlink(t) ? l : t;
+      ASSERT_FALSE(fs::exists(folder / "x")) << "claimed removed in round " << round;
+      ++removed;
+    }
+    std::error_code ec;
+    fs::remove_all(fixture.path(".Trash"), ec);
+  }
+  EXPECT_GT(removed, 0u);
+}
+
+TEST(RemoverRace, AnAncestorSwappedForALinkNeverLeadsAPermanentRemovalOutside) {
+  ancestorSwapRounds(RemovalMode::permanent);
+}
+
+TEST(RemoverRace, AnAncestorSwappedForALinkNeverLeadsATrashMoveOutside) { ancestorSwapRounds(RemovalMode::trash); }
 
 }  // namespace
 }  // namespace tidyloom

@@ -2,7 +2,10 @@
 #include "daemon_harness.h"
 
 #include <fcntl.h>
+#include <grp.h>
+#include <sched.h>
 #include <signal.h>
+#include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -103,14 +106,16 @@ std::string ActivatedDaemon::log() const {
   return text.str();
 }
 
-CommandResult runAsNobody(const fs::path& program, const std::vector<std::string>& arguments) {
+CommandResult runAsNobody(const fs::path& program, const std::vector<std::string>& arguments,
+                          const std::vector<std::string>& environment) {
   int errPipe[2];
   if (::pipe(errPipe) != 0) return {};
   const pid_t pid = ::fork();
   if (pid == 0) {
     ::dup2(errPipe[1], STDERR_FILENO);
     ::close(errPipe[0]);
-    if (::setgid(65534) != 0 || ::setuid(65534) != 0) ::_exit(126);
+    if (::setgroups(0, nullptr) != 0 || ::setgid(65534) != 0 || ::setuid(65534) != 0) ::_exit(126);
+    for (const auto& entry : environment) ::putenv(const_cast<char*>(entry.c_str()));
     std::vector<char*> argv{const_cast<char*>(program.c_str())};
     for (const auto& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
     argv.push_back(nullptr);
@@ -127,6 +132,22 @@ CommandResult runAsNobody(const fs::path& program, const std::vector<std::string
   ::waitpid(pid, &status, 0);
   result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   return result;
+}
+
+std::optional<bool> inPrivateMounts(const std::vector<fs::path>& folders, const std::function<bool()>& body) {
+  const pid_t child = ::fork();
+  if (child < 0) return std::nullopt;
+  if (child == 0) {
+    if (::unshare(CLONE_NEWNS) != 0 || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) ::_exit(77);
+    for (const auto& folder : folders) {
+      if (::mount("tidyloom-test", folder.c_str(), "tmpfs", 0, "mode=0755") != 0) ::_exit(77);
+    }
+    ::_exit(body() ? 0 : 1);
+  }
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  if (WIFEXITED(status) && WEXITSTATUS(status) == 77) return std::nullopt;
+  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
 int connectTo(const fs::path& socket) {

@@ -1,11 +1,14 @@
 // The real daemon, installed and socket-activated: who it serves, what it refuses, what it survives.
 #include <fcntl.h>
+#include <grp.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <ctime>
 #include <fstream>
 #include <thread>
@@ -203,6 +206,47 @@ TEST_F(InstalledDaemonTest, ManyConcurrentFrontEndsAreAllServed) {
   for (auto& client : clients) client.join();
   EXPECT_EQ(reachable.load(), 12);
   EXPECT_EQ(daemon.waitForExit(0.1), std::nullopt);
+}
+
+TEST_F(InstalledDaemonTest, AUserWhoIsNoAdministratorIsRefusedEvenThroughTheInstalledFrontEnd) {
+  ActivatedDaemon daemon(Installation::shared().daemon(), socket_);
+  fs::permissions(tree_.root(), fs::perms::owner_all | fs::perms::group_exec | fs::perms::others_exec);
+  const auto result = runAsNobody(Installation::shared().frontEnd(), {"--lang", "en", "system", "scan", "--via-helper"},
+                                  {"TIDYLOOM_HELPER_SOCKET=" + socket_.string(), "HOME=/nonexistent", "LANG=C"});
+  EXPECT_EQ(result.status, 1) << result.err;
+  EXPECT_NE(daemon.log().find("65534"), std::string::npos) << daemon.log();
+  // The same front end run by root is served.
+  EXPECT_EQ(statusOf(Installation::shared().frontEnd())["reachable"], true);
+}
+
+TEST_F(InstalledDaemonTest, StalledAndHostileConnectionsNeitherBlockAFrontEndNorFloodTheLog) {
+  ActivatedDaemon daemon(Installation::shared().daemon(), socket_);
+  fs::permissions(tree_.root(), fs::perms::owner_all | fs::perms::group_exec | fs::perms::others_exec);
+  // Forty connections that never send a byte, held open by root.
+  std::vector<int> stalled;
+  for (int i = 0; i < 40; ++i) stalled.push_back(connectTo(socket_));
+  // A thousand connections from a user who is no administrator, many open at once.
+  const pid_t hostile = ::fork();
+  if (hostile == 0) {
+    if (::setgroups(0, nullptr) != 0 || ::setgid(65534) != 0 || ::setuid(65534) != 0) ::_exit(126);
+    std::vector<int> open;
+    for (int i = 0; i < 1000; ++i) {
+      open.push_back(connectTo(socket_));
+      if (open.size() == 200) {
+        for (const int fd : open) ::close(fd);
+        open.clear();
+      }
+    }
+    ::_exit(0);
+  }
+  EXPECT_EQ(statusOf(Installation::shared().frontEnd())["reachable"], true);
+  int status = 0;
+  ::waitpid(hostile, &status, 0);
+  EXPECT_EQ(statusOf(Installation::shared().frontEnd())["reachable"], true);
+  for (const int fd : stalled) ::close(fd);
+  EXPECT_EQ(daemon.waitForExit(0.1), std::nullopt);
+  const std::string log = daemon.log();
+  EXPECT_LT(std::count(log.begin(), log.end(), '\n'), 20) << log;
 }
 
 }  // namespace

@@ -6,9 +6,10 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <semaphore>
+#include <cstdlib>
 #include <thread>
 
+#include "helper/connection_gate.h"
 #include "helper/helper_connection.h"
 #include "l10n/l10n.h"
 #include "listener.h"
@@ -19,10 +20,6 @@ namespace tidyloom::helper {
 namespace {
 
 using namespace std::chrono_literals;
-
-// Connections served at once; more wait in the socket's backlog.
-constexpr std::ptrdiff_t kMaxConnections = 32;
-std::counting_semaphore<kMaxConnections> gSlots(kMaxConnections);
 
 void log(const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); }
 
@@ -42,25 +39,33 @@ void startListener(const PrivilegedHelperService& service, const PrivilegedHelpe
     log(L10n::translate("系统权限助手须由 systemd 套接字激活启动"));
     std::exit(1);
   }
+  // The administrators' group is configurable in the service unit (TIDYLOOM_HELPER_ADMIN_GROUPS).
+  const char* groups = std::getenv("TIDYLOOM_HELPER_ADMIN_GROUPS");
+  static ConnectionGate gate(ConnectionGate::administratorsGroup(groups ? groups : ""), {}, log);
   std::thread([&service, activity] {
     ConnectionPolicy policy;
     policy.peerAllowed = runsInstalledFrontEnd;
-    policy.log = log;
+    policy.log = [](const std::string& line) { gate.log(line); };
     for (;;) {
-      gSlots.acquire();
       const int fd = ::accept4(SD_LISTEN_FDS_START, nullptr, nullptr, SOCK_CLOEXEC);
       if (fd < 0) {
-        gSlots.release();
         if (errno == EMFILE || errno == ENFILE || errno == ENOMEM) std::this_thread::sleep_for(100ms);
         continue;
       }
-      // Counted from accept to close, so the idle exit can never cut a connection short.
+      // Refused here, on the accepting thread, from the kernel's record of the peer: a refused
+      // connection costs no thread, is never read, and does not count as work that keeps us awake.
+      const auto peer = platform::socketPeerCredentials(fd);
+      if (!peer || !gate.admit(*peer)) {
+        (void)::close(fd);
+        continue;
+      }
+      // Counted from admission to close, so the idle exit can never cut a served connection short.
       activity->begin();
-      std::thread([&service, &policy = policy, activity, fd] {
+      std::thread([&service, &policy = policy, activity, fd, uid = peer->uid] {
         (void)serveConnection(fd, service, policy);
         (void)::close(fd);
+        gate.release(uid);
         activity->end();
-        gSlots.release();
       }).detach();
     }
   }).detach();

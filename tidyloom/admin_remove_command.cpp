@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "commands.h"
+#include "helper/helper_service.h"
 #include "l10n/l10n.h"
 #include "platform/peer_identity.h"
 #include "removal_options.h"
@@ -20,6 +21,7 @@ struct AdminRemoveOptions {
   std::string expect;
   std::string home;
   std::string path;
+  bool systemSections = false;
 };
 
 // "DEVICE:INODE" as printed by the unprivileged side.
@@ -44,6 +46,13 @@ int run(Context& context, const AdminRemoveOptions& options) {
   // Run as root for a user: that user's home decides what userData allows, not root's.
   if (!context.fixtureMode() && !options.home.empty()) roots.home = options.home;
   remover.expectedIdentities[options.path] = *identity;
+  if (options.systemSections) {
+    // A fixture tree is shaped like macOS whatever the host, and judged with the macOS names.
+    const auto scanner = context.fixtureMode() ? systemCleanScanSource(roots, PrivilegedHelperService::kMaxAgeDays,
+                                                                       SystemScanNames::macOS())
+                                               : systemCleanScanSource(roots, PrivilegedHelperService::kMaxAgeDays);
+    remover.resolvedCheck = [scanner](const std::string& resolved) { scanner->assertPrivilegedRemovableNow(resolved); };
+  }
   const RunReport report =
       remover.remove({options.path}, RemovalMode::permanent, roots, parseScope(options.scope), true);
   if (report.failed.empty()) return kExitOk;
@@ -58,17 +67,19 @@ Handler setupAdminRemove(CLI::App& command, Context& context) {
   command.add_option("--scope", options->scope, "Removal scope");
   command.add_option("--expect", options->expect, "DEVICE:INODE checked before")->required();
   command.add_option("--home", options->home, "Home folder of the user the removal is for");
+  command.add_flag("--system", options->systemSections, "The path must lie in a section of the system scan");
   command.add_option("path", options->path, "The path")->required();
   return [&context, options](Context&) { return run(context, *options); };
 }
 
-std::vector<std::string> adminRemovalCommand(const Context& context) {
+std::vector<std::string> adminRemovalCommand(const Context& context, bool systemSections) {
   const auto self = platform::currentExecutable();
   std::vector<std::string> command{self ? self->string() : "tidyloom", "--no-progress", "--lang",
                                    std::string(rawValue(L10n::currentLanguage()))};
   if (context.fixtureMode()) command.insert(command.end(), {"--fixture", context.locations().fixtureRoot->string()});
   command.emplace_back("admin-remove");
   if (!context.fixtureMode()) command.insert(command.end(), {"--home", context.locations().roots.home.string()});
+  if (systemSections) command.emplace_back("--system");
   return command;
 }
 

@@ -114,7 +114,7 @@ CleanEngine makeEngine(Context& context, const CleanOptions& options, ScanRuleCo
   setup.fixture = locations.isFixture();
   if (locations.fixtureTrash) setup.trash = folderTrash(*locations.fixtureTrash);
   setup.mode = options.trash ? RemovalMode::trash : RemovalMode::permanent;
-  if (!setup.fixture) addPrivilegedRoutes(setup, adminRemovalCommand(context));
+  if (!setup.fixture) addPrivilegedRoutes(setup, adminRemovalCommand(context, true));
   return CleanEngine(std::move(setup));
 }
 

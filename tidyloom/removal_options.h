@@ -22,7 +22,8 @@ ProtectionLayer protectionFor(const Context& context);
 // outside route.
 Remover removerFor(const Context& context);
 // The command the administrator shell runs to remove one checked path: this very program's
-// privileged removal entry, with this run's language, fixture and home.
-std::vector<std::string> adminRemovalCommand(const Context& context);
+// privileged removal entry, with this run's language, fixture and home. With `systemSections`
+// the privileged side also requires the path it finds to lie in a section of the system scan.
+std::vector<std::string> adminRemovalCommand(const Context& context, bool systemSections);
 
 }  // namespace tidyloom::cli

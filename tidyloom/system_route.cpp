@@ -40,11 +40,12 @@ RunReport removeSystemPaths(const Context& context, const std::vector<std::strin
     RecordingPrivilegedRunner runner;
     runner.executeAdminCommands = true;
     const auto protection = ProtectionLayer::forFixture(*context.locations().fixtureRoot);
-    return AdminPathRemover(runner, adminRemovalCommand(context), protection)
+    return AdminPathRemover(runner, adminRemovalCommand(context, true), protection)
         .remove(paths, roots, RemovalScope::userData, recheck);
   }
   PrivilegedRunner runner = PrivilegedRunner::live();
-  return AdminPathRemover(runner, adminRemovalCommand(context)).remove(paths, roots, RemovalScope::userData, recheck);
+  return AdminPathRemover(runner, adminRemovalCommand(context, true))
+      .remove(paths, roots, RemovalScope::userData, recheck);
 }
 
 void printRunReport(const Context& context, const RunReport& report) {

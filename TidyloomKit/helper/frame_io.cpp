@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "helper/helper_protocol.h"
@@ -48,8 +49,18 @@ FrameStatus readFrame(int fd, std::string& body, std::uint32_t limit, FrameDeadl
   }
   const auto length = frameLength(header, limit);
   if (!length) return FrameStatus::malformed;
-  body.resize(*length);
-  return readExactly(fd, body.data(), body.size(), deadline);
+  // Memory grows with the bytes that actually arrive, not with the length a peer announces.
+  constexpr size_t kChunk = 64 * 1024;
+  body.clear();
+  while (body.size() < *length) {
+    const size_t at = body.size();
+    body.resize(std::min<size_t>(*length, at + kChunk));
+    if (const auto status = readExactly(fd, body.data() + at, body.size() - at, deadline); status != FrameStatus::ok) {
+      body.clear();
+      return status;
+    }
+  }
+  return FrameStatus::ok;
 }
 
 FrameStatus writeFrame(int fd, std::string_view body, FrameDeadline deadline) {

@@ -12,8 +12,9 @@ namespace tidyloom {
 struct ConnectionPolicy {
   // Decides, before anything is read, whether the peer on `fd` may talk to the daemon.
   std::function<bool(int fd)> peerAllowed;
-  // A request must arrive this soon after the connection; a stalled peer does not hold a slot long.
-  std::chrono::milliseconds requestTimeout = std::chrono::seconds(10);
+  // A whole request must arrive this soon after the connection (a front end sends it at once); a
+  // stalled peer does not hold a slot long.
+  std::chrono::milliseconds requestTimeout = std::chrono::seconds(2);
   std::chrono::milliseconds replyTimeout = std::chrono::seconds(30);
   // Longest a removal runs on; paths left after it are not touched.
   std::chrono::milliseconds removalTimeout = std::chrono::seconds(600);

@@ -1,6 +1,8 @@
 // JSON coding of the helper's payloads and messages, and the frame header.
 #include "helper/helper_protocol.h"
 
+#include <algorithm>
+
 #include <nlohmann/json.hpp>
 
 #include "core/base64.h"
@@ -97,7 +99,35 @@ std::string encodeRequest(const HelperRequest& request) {
   return dump({{"selector", kRemoveSelector}, {"paths", remove.paths}, {"language", remove.language}});
 }
 
+size_t jsonNestingDepth(std::string_view text, size_t limit) {
+  size_t depth = 0, deepest = 0;
+  bool inString = false, escaped = false;
+  for (const char c : text) {
+    if (inString) {
+      if (escaped) {
+        escaped = false;
+      } else if (c == '\\') {
+        escaped = true;
+      } else if (c == '"') {
+        inString = false;
+      }
+      continue;
+    }
+    if (c == '"') {
+      inString = true;
+    } else if (c == '[' || c == '{') {
+      deepest = std::max(deepest, ++depth);
+      if (deepest > limit) return limit + 1;
+    } else if ((c == ']' || c == '}') && depth > 0) {
+      --depth;
+    }
+  }
+  return deepest;
+}
+
 std::optional<HelperRequest> parseRequest(std::string_view body) {
+  // Deep nesting costs the parser memory and stack out of all proportion to the frame's size.
+  if (jsonNestingDepth(body, FrameLimits::kMaxRequestDepth) > FrameLimits::kMaxRequestDepth) return std::nullopt;
   const json document = json::parse(body, nullptr, false);
   if (!document.is_object()) return std::nullopt;
   const auto selector = document.find("selector");

@@ -60,12 +60,20 @@ struct HelperReply {
 
 // Bounds that both ends enforce; anything beyond them ends the connection.
 struct FrameLimits {
-  static constexpr std::uint32_t kMaxRequestBytes = 8u << 20;
+  // A request holds at most kMaxPaths paths of at most kMaxPathBytes each; the client sends a
+  // longer list as several requests.
+  static constexpr std::uint32_t kMaxRequestBytes = 1u << 20;
   static constexpr std::uint32_t kMaxReplyBytes = 256u << 20;
-  static constexpr size_t kMaxPaths = 50000;
+  static constexpr size_t kMaxPaths = 1000;
   static constexpr size_t kMaxPathBytes = 4096;
   static constexpr size_t kMaxLanguageBytes = 32;
+  // Requests are flat objects with one list; anything nested deeper is refused before parsing.
+  static constexpr size_t kMaxRequestDepth = 2;
 };
+
+// How deeply arrays and objects nest in a JSON text (strings and escapes skipped); stops counting
+// past `limit` and returns limit + 1.
+size_t jsonNestingDepth(std::string_view text, size_t limit);
 
 // A frame is a 4-byte big-endian length followed by that many bytes of UTF-8 JSON.
 inline constexpr size_t kFrameHeaderBytes = 4;

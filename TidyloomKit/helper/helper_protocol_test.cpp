@@ -43,6 +43,17 @@ INSTANTIATE_TEST_SUITE_P(
                       R"({"selector":"removeSystemPaths:language:reply:","paths":[")" + std::string(5000, 'a') +
                           R"("],"language":"en"})"));
 
+TEST(HelperProtocolTest, DeeplyNestedRequestsAreRejectedBeforeTheyAreParsed) {
+  const std::string nested = std::string(100000, '[') + std::string(100000, ']');
+  EXPECT_FALSE(
+      parseRequest(R"({"selector":"removeSystemPaths:language:reply:","paths":[)" + nested + R"(],"language":"en"})"));
+  EXPECT_EQ(jsonNestingDepth(nested, 2), 3u);
+  // Brackets inside strings, escaped quotes included, are text, not nesting.
+  EXPECT_EQ(jsonNestingDepth(R"({"a":["[[[{{\"]]]"]})", 5), 2u);
+  EXPECT_TRUE(parseRequest(R"({"selector":"removeSystemPaths:language:reply:","paths":["/var/log/[x]{y}\"z"],)"
+                           R"("language":"en"})"));
+}
+
 TEST(HelperProtocolTest, TooManyPathsAreRejected) {
   RemoveSystemPathsRequest request{std::vector<std::string>(FrameLimits::kMaxPaths + 1, "/var/log/x"), "en"};
   EXPECT_FALSE(parseRequest(encodeRequest(request)));

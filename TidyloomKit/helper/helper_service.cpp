@@ -65,12 +65,20 @@ HelperReply PrivilegedHelperService::handle(const HelperRequest& request, const 
 
 RunReport PrivilegedHelperService::remove(const std::vector<std::string>& paths, const StopCheck& stop) const {
   RunReport report;
-  // The remover measures and deletes permanently with directory descriptors, never following a
-  // link swapped in after the checks; the daemon never uses the Trash.
+  // The remover resolves each path once and measures and deletes permanently through that handle,
+  // never following a link swapped in after the checks; the daemon never uses the Trash.
   Remover remover;
   const auto recheck = [this](const std::string& path) { scanner_->assertPrivilegedRemovableNow(path); };
+  // Root deletes only inside the sections it serves: the path the held folder names must pass too.
+  remover.resolvedCheck = recheck;
+  bool stopped = false;
   for (const auto& path : paths) {
-    if (stop && stop()) break;
+    // Every requested path ends in the reply, removed or failed: the client must never have to guess.
+    if (stopped || (stop && stop())) {
+      stopped = true;
+      report.failed.push_back({path, L10n::translate("删除已停止，未处理此路径")});
+      continue;
+    }
     try {
       if (containsControlCharacter(path)) {
         throw EngineError::protection(L10n::translate("路径包含控制字符：%@", {path}));
@@ -79,11 +87,16 @@ RunReport PrivilegedHelperService::remove(const std::vector<std::string>& paths,
       recheck(path);
       const RunReport one =
           remover.remove({path}, RemovalMode::permanent, roots_, RemovalScope::userData, false, recheck);
-      report.removed.insert(report.removed.end(), one.removed.begin(), one.removed.end());
       report.failed.insert(report.failed.end(), one.failed.begin(), one.failed.end());
+      // A path gone before it could be removed is reported removed, having freed nothing.
+      if (one.failed.empty()) report.removed.push_back(path);
       if (__builtin_add_overflow(report.freedBytes, one.freedBytes, &report.freedBytes)) std::abort();
     } catch (const EngineError& error) {
-      if (error.isCancelled()) break;
+      if (error.isCancelled()) {
+        stopped = true;
+        report.failed.push_back({path, L10n::translate("删除已停止，未处理此路径")});
+        continue;
+      }
       report.failed.push_back({path, error.message()});
     }
   }

@@ -124,13 +124,26 @@ TEST_F(HelperServiceTest, EachRequestCountsInTheActivityForItsDuration) {
   EXPECT_TRUE(activity_->isIdle(0));
 }
 
-TEST_F(HelperServiceTest, AStoppedRemovalLeavesTheRemainingPathsAlone) {
+TEST_F(HelperServiceTest, AStoppedRemovalLeavesTheRemainingPathsAloneAndReportsThemFailed) {
   const auto first = offer("private/var/log/a.log", 100);
   const auto second = offer("private/var/log/b.log", 100);
+  const auto third = offer("private/var/log/c.log", 100);
   int asked = 0;
-  const RunReport report = service().remove({first, second}, [&] { return ++asked > 1; });
+  const RunReport report = service().remove({first, second, third}, [&] { return ++asked > 1; });
   EXPECT_EQ(report.removed, std::vector<std::string>{first});
+  EXPECT_EQ(report.failed,
+            (std::vector<FailedPath>{{second, "删除已停止，未处理此路径"}, {third, "删除已停止，未处理此路径"}}));
   EXPECT_TRUE(fs::exists(second));
+}
+
+TEST_F(HelperServiceTest, EveryRequestedPathEndsRemovedOrFailedEvenOneThatVanished) {
+  const auto vanished = offer("private/var/log/gone.log", 100);
+  const auto kept = offer("private/var/log/kept.log", 100);
+  fs::remove(vanished);
+  const RunReport report = service().remove({vanished, kept, "/etc/passwd"}, {});
+  EXPECT_EQ(report.removed, (std::vector<std::string>{vanished, kept}));
+  ASSERT_EQ(report.failed.size(), 1u);
+  EXPECT_EQ(report.failed[0].path, "/etc/passwd");
 }
 
 }  // namespace

@@ -60,12 +60,23 @@ std::vector<CleanupCandidate> PrivilegedHelperClient::scanSystem(bool includesRe
 
 RunReport PrivilegedHelperClient::removeSystemPaths(const std::vector<std::string>& paths) {
   const auto language = std::string(rawValue(L10n::currentLanguage()));
-  const auto bytes = call(kRemoveTimeout, RemoveSystemPathsRequest{paths, language});
-  auto removal = decodeRemoval(bytes);
   RunReport report;
-  report.removed = std::move(removal.removed);
-  for (auto& failure : removal.failed) report.failed.push_back({std::move(failure.path), std::move(failure.reason)});
-  report.freedBytes = removal.freedBytes;
+  // The daemon takes a bounded request; a longer list goes as several, whose reports are merged.
+  for (size_t start = 0; start < paths.size();) {
+    RemoveSystemPathsRequest request{{}, language};
+    size_t bytes = 0;
+    for (; start < paths.size() && request.paths.size() < FrameLimits::kMaxPaths; ++start) {
+      // JSON escaping can make a path up to six times longer; stay well inside the frame limit.
+      const size_t cost = paths[start].size() * 6 + 8;
+      if (!request.paths.empty() && bytes + cost > FrameLimits::kMaxRequestBytes / 2) break;
+      bytes += cost;
+      request.paths.push_back(paths[start]);
+    }
+    auto removal = decodeRemoval(call(kRemoveTimeout, request));
+    report.removed.insert(report.removed.end(), removal.removed.begin(), removal.removed.end());
+    for (auto& failure : removal.failed) report.failed.push_back({std::move(failure.path), std::move(failure.reason)});
+    report.freedBytes += removal.freedBytes;
+  }
   return report;
 }
 

@@ -18,10 +18,14 @@ const std::string& adminShellLoop() {
   // dropped, backslashes and quotes escaped, line breaks written as \n.
   static const std::string loop = R"SH(
 while IFS= read -r line; do
-  cmd=$(printf '%s' "$line" | base64 -d 2>/dev/null) || { printf '{"code":1,"message":"bad command encoding"}\n'; continue; }
   err=$(mktemp) || { printf '{"code":1,"message":"mktemp failed"}\n'; continue; }
-  sh -c "$cmd" </dev/null >/dev/null 2>"$err"
+  # The command goes through a file, not an argument: a batch of many paths exceeds what one
+  # argument may hold.
+  cmd=$(mktemp) || { rm -f "$err"; printf '{"code":1,"message":"mktemp failed"}\n'; continue; }
+  printf '%s' "$line" | base64 -d >"$cmd" 2>/dev/null || { rm -f "$err" "$cmd"; printf '{"code":1,"message":"bad command encoding"}\n'; continue; }
+  sh "$cmd" </dev/null >/dev/null 2>"$err"
   code=$?
+  rm -f "$cmd"
   if [ "$code" -eq 0 ]; then
     printf '{"code":0,"message":""}\n'
   else

@@ -5,6 +5,8 @@
 
 #include <filesystem>
 #include <optional>
+#include <string>
+#include <vector>
 
 namespace tidyloom::platform {
 
@@ -17,6 +19,18 @@ struct FileIdentity {
 
 // The user id of the process that created the peer end of a connected local socket.
 std::optional<uid_t> socketPeerUid(int fd);
+
+// Who the peer of a connected local socket is: its user, primary group and supplementary groups
+// as the kernel recorded them when it connected.
+struct PeerCredentials {
+  uid_t uid = 0;
+  gid_t gid = 0;
+  std::vector<gid_t> groups;
+};
+std::optional<PeerCredentials> socketPeerCredentials(int fd);
+
+// The id of the first of `names` that exists in the group database; nothing when none does.
+std::optional<gid_t> firstExistingGroup(const std::vector<std::string>& names);
 
 // The identity of `path` when it is a regular file owned by root, not writable by group or others,
 // and every folder above it is owned by root and either not writable by group or others or sticky

@@ -2,12 +2,14 @@
 #include "platform/peer_identity.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <fstream>
 #include <sstream>
@@ -112,6 +114,36 @@ std::optional<uid_t> socketPeerUid(int fd) {
   socklen_t length = sizeof credentials;
   if (::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &credentials, &length) != 0) return std::nullopt;
   return credentials.uid;
+}
+
+std::optional<PeerCredentials> socketPeerCredentials(int fd) {
+  ucred credentials{};
+  socklen_t length = sizeof credentials;
+  if (::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &credentials, &length) != 0) return std::nullopt;
+  PeerCredentials peer{credentials.uid, credentials.gid, {}};
+  // SO_PEERGROUPS fills what fits and says how much it needed.
+  std::vector<gid_t> groups(64);
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    socklen_t bytes = static_cast<socklen_t>(groups.size() * sizeof(gid_t));
+    if (::getsockopt(fd, SOL_SOCKET, SO_PEERGROUPS, groups.data(), &bytes) == 0) {
+      groups.resize(bytes / sizeof(gid_t));
+      peer.groups = std::move(groups);
+      return peer;
+    }
+    if (errno != ERANGE) return std::nullopt;
+    groups.resize(bytes / sizeof(gid_t) + 1);
+  }
+  return std::nullopt;
+}
+
+std::optional<gid_t> firstExistingGroup(const std::vector<std::string>& names) {
+  for (const auto& name : names) {
+    group entry{};
+    group* found = nullptr;
+    std::vector<char> buffer(16384);
+    if (::getgrnam_r(name.c_str(), &entry, buffer.data(), buffer.size(), &found) == 0 && found) return found->gr_gid;
+  }
+  return std::nullopt;
 }
 
 std::optional<FileIdentity> trustedRootFile(const std::filesystem::path& path) {

@@ -147,6 +147,7 @@ RunReport Remover::remove(const std::vector<std::string>& paths, RemovalMode mod
         fail(path, std::error_code(ESTALE, std::generic_category()), mode);
       }
       protection.assertRemovable(item.path().string(), path, roots, scope);
+      if (resolvedCheck) resolvedCheck(item.path().string());
       const std::uint64_t size = FileMeasure::byteSizeAt(item.parent.get(), item.name.c_str(), tally, cancellation);
       if (beforeRemoval) beforeRemoval(path);
       throwIfCancelled(cancellation);

@@ -40,6 +40,10 @@ class Remover {
   // Identities recorded when the paths were checked (by another process, for one): a path found
   // with another identity now is refused as replaced, never removed.
   std::map<std::string, ItemIdentity> expectedIdentities;
+  // Judges the path the held handle names (where the item really is), right after the protection
+  // check; what it throws fails that path. The root daemon checks there that the item still lies
+  // in a section it serves, whatever an ancestor was swapped for.
+  std::function<void(const std::string& resolvedPath)> resolvedCheck;
 
   // Removes `paths` in order. A path already gone counts as done but is not reported; a refused
   // or failed path is one entry in `failed` and the run goes on unless `stopOnFailure`.

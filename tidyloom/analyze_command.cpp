@@ -100,6 +100,7 @@ int runAnalyze(Context& context, const AnalyzeOptions& options) {
   const auto engine = engineFor(context);
   const std::filesystem::path path = options.path.empty() ? context.locations().roots.home
                                                           : std::filesystem::absolute(options.path).lexically_normal();
+  context.requireInsideFixture(path);
   const auto report = withProgress(context, engine, [&] { return engine.report(path, options.limit); });
   if (context.json()) {
     context.printJson(report);

@@ -49,6 +49,16 @@ void Context::warn(const std::string& message) const {
 
 void Context::error(const std::string& message) const { note("tidyloom: " + message); }
 
+void Context::requireInsideFixture(const std::filesystem::path& path) const {
+  if (!fixtureMode()) return;
+  std::error_code error;
+  const std::string fixture = std::filesystem::weakly_canonical(*locations().fixtureRoot, error).string();
+  const std::string text = std::filesystem::weakly_canonical(std::filesystem::absolute(path), error).string();
+  if (text != fixture && !text.starts_with(fixture + "/")) {
+    throw UsageError{L10n::translate("测试模式下只能搜索测试文件夹里的路径：%@", {printablePath(text)})};
+  }
+}
+
 CLI::Validator positiveNumber() {
   return CLI::Validator(
       [](std::string& text) -> std::string {

@@ -47,6 +47,10 @@ class Context {
   void warn(const std::string& message) const;
   void error(const std::string& message) const;
 
+  // In fixture mode, refuses (UsageError) a path that does not lie inside the fixture folder once
+  // links are resolved: a fixture run reads nothing outside it. Does nothing in live mode.
+  void requireInsideFixture(const std::filesystem::path& path) const;
+
   // Asks a yes/no question on standard error and reads the answer from standard input.
   bool confirm(const std::string& question) const;
 

@@ -28,13 +28,7 @@ fs::path FinderOptions::scanFolder(const Context& context) const {
   if (!fs::is_directory(chosen, error))
     throw UsageError{L10n::translate("不是文件夹：%@", {printablePath(chosen.string())})};
   const fs::path folder = fs::canonical(chosen, error);
-  if (context.fixtureMode()) {
-    const std::string fixture = fs::canonical(home, error).string();
-    const std::string text = folder.string();
-    if (text != fixture && !text.starts_with(fixture + "/")) {
-      throw UsageError{L10n::translate("测试模式下只能搜索测试文件夹里的路径：%@", {printablePath(text)})};
-    }
-  }
+  context.requireInsideFixture(folder);
   return folder;
 }
 

@@ -94,6 +94,7 @@ int run(Context& context, const LensOptions& options) {
   } else {
     root = resolvedFolder(locations.isFixture() ? locations.fixtureRoot->string() : "/");
   }
+  context.requireInsideFixture(root);
   std::error_code ec;
   if (!std::filesystem::is_directory(root, ec))
     throw UsageError{L10n::translate("不是文件夹：%@", {printablePath(root)})};
@@ -114,6 +115,7 @@ int run(Context& context, const LensOptions& options) {
   scanner.tally = std::make_shared<ScanTally>();
 
   const std::string listed = options.list.empty() ? root : resolvedFolder(options.list);
+  context.requireInsideFixture(listed);
   SpaceLensIndex shape;
   shape.rootPath = root;
   shape.depth = options.depth;

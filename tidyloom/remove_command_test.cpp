@@ -111,6 +111,15 @@ TEST_F(RemoveCommandTest, AFixtureRunLeavesEverythingOutsideItsFolderUntouched) 
   EXPECT_EQ(testing::readText(outside.path("v")), "precious");
   EXPECT_EQ(testing::readText(outside.path("Library/Caches/c")), "precious");
   EXPECT_FALSE(fs::exists(tree.path(".Trash")));
+  // Nor is anything outside read: scans of outside folders are refused.
+  for (const std::vector<std::string>& scan : {std::vector<std::string>{"analyze", outside.root().string()},
+                                               {"lens", outside.root().string()},
+                                               {"lens", "--list", outside.root().string()},
+                                               {"large", outside.root().string()},
+                                               {"dupes", outside.root().string()}}) {
+    const auto result = tidyloom(scan);
+    EXPECT_EQ(result.status, 2) << scan[0] << result.out << result.err;
+  }
 }
 
 TEST_F(RemoveCommandTest, ARemovalIsRecordedInTheHistory) {

@@ -7,6 +7,7 @@
 #include "core/bounded_probe.h"
 #include "core/iso8601.h"
 #include "core/json_coding.h"
+#include "core/property_list.h"
 #include "core/uuid.h"
 #include "testing/temp_tree.h"
 
@@ -86,6 +87,31 @@ TEST(JsonCodingTest, RunReportUsesFieldNamesAndEscapesSlashesWhenAsked) {
   EXPECT_EQ(j["taskOutcomes"]["go"], "applied");
   EXPECT_EQ(j.get<RunReport>(), report);
   EXPECT_EQ(dumpEscapingSlashes(nlohmann::json{{"p", "/a/b"}}), R"({"p":"\/a\/b"})");
+}
+
+TEST(PropertyListTest, ReadsATopLevelStringFromXmlAndBinaryListsAndNothingElse) {
+  const std::string xml =
+      R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0"><dict><key>CFBundleIdentifier</key>)"
+      R"(<string>com.example.app</string><key>N</key><integer>1</integer></dict></plist>)";
+  EXPECT_EQ(propertyListString(xml, "CFBundleIdentifier"), "com.example.app");
+  EXPECT_EQ(propertyListString(xml, "N"), std::nullopt);
+  EXPECT_EQ(propertyListString(xml, "Missing"), std::nullopt);
+  // bplist00 of {"CFBundleIdentifier": "a.b"}, as written by the system's tools.
+  const unsigned char binary[] = {
+      0x62, 0x70, 0x6c, 0x69, 0x73, 0x74, 0x30, 0x30, 0xd1, 0x01, 0x02, 0x5f, 0x10, 0x12, 'C',  'F',  'B',  'u',
+      'n',  'd',  'l',  'e',  'I',  'd',  'e',  'n',  't',  'i',  'f',  'i',  'e',  'r',  0x53, 'a',  '.',  'b',
+      0x08, 0x0b, 0x20, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x01, 0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,
+      0x03, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x24};
+  EXPECT_EQ(
+      propertyListString(std::string_view(reinterpret_cast<const char*>(binary), sizeof binary), "CFBundleIdentifier"),
+      "a.b");
+  // A binary list whose string holds a NUL, which libplist 2.2's string getter asserts on (a fuzz find).
+  std::string withNul;
+  ASSERT_TRUE(readWholeFile(TIDYLOOM_SOURCE_DIR "/fuzz/corpus/property_list/string-with-nul", withNul));
+  (void)propertyListString(withNul, "CFBundleIdentifier");
+  for (const char* bad : {"", "not a plist", "<plist><array><string>x</string></array></plist>", "bplist00"}) {
+    EXPECT_EQ(propertyListString(bad, "CFBundleIdentifier"), std::nullopt) << bad;
+  }
 }
 
 }  // namespace

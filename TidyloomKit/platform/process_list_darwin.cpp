@@ -1,6 +1,4 @@
 // Running processes from /bin/ps; the bundle identifier comes from the application's Info.plist.
-#include <plist/plist.h>
-
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
@@ -9,6 +7,7 @@
 #include <sstream>
 
 #include "core/bounded_probe.h"
+#include "core/property_list.h"
 #include "platform/process_list.h"
 
 namespace tidyloom::platform {
@@ -21,19 +20,7 @@ std::string bundleIdentifierOf(const std::string& executable, std::map<std::stri
   if (const auto hit = cache.find(plistPath); hit != cache.end()) return hit->second;
   std::ifstream in(plistPath, std::ios::binary);
   const std::string data((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  std::string identifier;
-  plist_t root = nullptr;
-  plist_from_memory(data.data(), static_cast<uint32_t>(data.size()), &root, nullptr);
-  if (root != nullptr) {
-    if (plist_t node = plist_dict_get_item(root, "CFBundleIdentifier");
-        node && plist_get_node_type(node) == PLIST_STRING) {
-      char* value = nullptr;
-      plist_get_string_val(node, &value);
-      if (value != nullptr) identifier = value;
-      std::free(value);
-    }
-    plist_free(root);
-  }
+  const std::string identifier = propertyListString(data, "CFBundleIdentifier").value_or("");
   cache[plistPath] = identifier;
   return identifier;
 }

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "platform/trash.h"
+#include "platform/trash_format.h"
 
 namespace tidyloom::platform {
 namespace fs = std::filesystem;
@@ -37,42 +38,6 @@ class Fd {
  private:
   int fd_;
 };
-
-// RFC 2396 escaping as the Trash info files use it: "/" and unreserved characters stay.
-std::string percentEncoded(const std::string& path) {
-  static constexpr char kHex[] = "0123456789ABCDEF";
-  std::string out;
-  for (const unsigned char c : path) {
-    const bool plain = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '/' ||
-                       c == '-' || c == '_' || c == '.' || c == '~';
-    if (plain) {
-      out += static_cast<char>(c);
-    } else {
-      out += '%';
-      out += kHex[c >> 4];
-      out += kHex[c & 15];
-    }
-  }
-  return out;
-}
-
-std::string percentDecoded(const std::string& text) {
-  std::string out;
-  for (size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '%' && i + 2 < text.size()) {
-      const std::string hex = text.substr(i + 1, 2);
-      char* end = nullptr;
-      const long value = std::strtol(hex.c_str(), &end, 16);
-      if (end == hex.c_str() + 2) {
-        out += static_cast<char>(value);
-        i += 2;
-        continue;
-      }
-    }
-    out += text[i];
-  }
-  return out;
-}
 
 // Opens `dir`, creating it with `mode` when missing; refuses a link or a non-folder.
 std::error_code openOrMakeDirectory(int atFd, const char* name, mode_t mode, Fd& out) {
@@ -188,15 +153,15 @@ void updateDirectorySizes(TrashFolder& trash, const std::string& name, std::uint
   std::ostringstream out;
   std::istringstream lines(existing);
   for (std::string line; std::getline(lines, line);) {
-    std::istringstream fields(line);
-    std::string bytes, seconds, encoded;
-    if (!(fields >> bytes >> seconds >> encoded)) continue;
+    const auto entry = parseDirectorySizeLine(line);
     struct stat info {};
-    const std::string entry = percentDecoded(encoded);
-    if (entry == name || ::fstatat(trash.files.get(), entry.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) continue;
+    if (!entry || entry->name == name ||
+        ::fstatat(trash.files.get(), entry->name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
+      continue;
+    }
     out << line << '\n';
   }
-  out << size << ' ' << mtime << ' ' << percentEncoded(name) << '\n';
+  out << encodeDirectorySizeLine({size, static_cast<std::int64_t>(mtime), name}) << '\n';
   const std::string temp = ".directorysizes." + std::to_string(::getpid()) + ".tmp";
   Fd fd(::openat(trash.root.get(), temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600));
   if (!fd.valid()) return;
@@ -227,7 +192,7 @@ std::error_code moveToTrash(const TrashRequest& request) {
 
   const std::string recorded = trash.topdir.empty() ? request.originalPath.string()
                                                     : request.originalPath.lexically_relative(trash.topdir).string();
-  const std::string info = "[Trash Info]\nPath=" + percentEncoded(recorded) + "\nDeletionDate=" + deletionDate() + "\n";
+  const std::string info = encodeTrashInfo({recorded, deletionDate()});
   for (int n = 1; n < 100000; ++n) {
     const std::string candidate = candidateName(request.name, n);
     const std::string infoName = candidate + ".trashinfo";

@@ -14,6 +14,16 @@ if(TIDYLOOM_SANITIZE)
                                                     -fno-sanitize-recover=undefined)
   target_link_options(tidyloom_options INTERFACE -fsanitize=address,undefined)
 endif()
+if(TIDYLOOM_FUZZ)
+  # Every library is instrumented for coverage; only the fuzz targets link libFuzzer's main.
+  target_compile_options(tidyloom_options INTERFACE -fsanitize=fuzzer-no-link,address,undefined
+                                                    -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
+  target_link_options(tidyloom_options INTERFACE -fsanitize=address,undefined)
+endif()
+if(TIDYLOOM_TSAN)
+  target_compile_options(tidyloom_options INTERFACE -fsanitize=thread -fno-omit-frame-pointer)
+  target_link_options(tidyloom_options INTERFACE -fsanitize=thread)
+endif()
 
 # Adds one GoogleTest binary for a subsystem folder; tests run with the folder's sources.
 function(tidyloom_add_test name)

@@ -44,6 +44,13 @@ std::uint64_t unsignedInteger(const nlohmann::json& object, const char* key) {
 SystemTime timestamp(const nlohmann::json& object, const char* key) {
   const auto parsed = parseISO8601(string(object, key));
   if (!parsed) reject(object, key, "a UTC date-time with whole seconds");
+  // The stores keep times at the system clock's resolution, which ends in the year 2262.
+  using std::chrono::system_clock;
+  constexpr auto latest = std::chrono::floor<std::chrono::seconds>(system_clock::duration::max());
+  constexpr auto earliest = std::chrono::ceil<std::chrono::seconds>(system_clock::duration::min());
+  if (parsed->time_since_epoch() > latest || parsed->time_since_epoch() < earliest) {
+    reject(object, key, "a date the system clock can hold");
+  }
   return *parsed;
 }
 

@@ -77,6 +77,13 @@ TEST_F(UsageStatsStoreTest, UndecodableFileIsReseededSilently) {
   }
 }
 
+TEST_F(UsageStatsStoreTest, ADateBeyondTheSystemClockIsUndecodableNotAnOverflow) {
+  for (const char* date : {"2345-01-01T00:00:00Z", "9999-12-31T23:59:59Z", "1600-01-01T00:00:00Z"}) {
+    const std::string text = std::string(R"({"firstUse":")") + date + R"(","freedBytes":1,"scannedFiles":2})";
+    EXPECT_THROW((void)nlohmann::json::parse(text).get<UsageStats>(), nlohmann::json::exception) << date;
+  }
+}
+
 TEST_F(UsageStatsStoreTest, RecordReportsAWriteFailureButLoadDoesNot) {
   tree.text("blocked", "a file where the folder should be");
   const UsageStatsStore blocked(tree.path("blocked/usage-stats.json"), history);

@@ -26,6 +26,10 @@ std::optional<bool> isMountRootAt(int directoryFd, const char* name);
 // nullopt when the folder was removed or the system cannot tell.
 std::optional<std::string> pathOfDirectory(int directoryFd);
 
+// The diagnostic sub-folders of the system database root (/private/var/db; Linux /var/lib) that
+// the system scan cleans and a userData removal may reach.
+std::span<const std::string_view> diagnosticFolders();
+
 // Folders refused with everything below them, beside the system prefixes, except where a scan
 // section of the database root lies inside (Linux: /var/lib, /opt, /srv).
 std::span<const std::string_view> guardedSystemFolders();

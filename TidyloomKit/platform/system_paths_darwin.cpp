@@ -35,6 +35,12 @@ std::optional<std::string> pathOfDirectory(int directoryFd) {
   return std::string(buffer);
 }
 
+std::span<const std::string_view> diagnosticFolders() {
+  static constexpr std::array<std::string_view, 4> kFolders{"diagnostics", "DiagnosticPipeline", "powerlog",
+                                                             "reportmemoryexception/MemoryLimitViolations"};
+  return kFolders;
+}
+
 std::span<const std::string_view> guardedSystemFolders() { return {}; }
 
 std::span<const std::string> externalVolumeFolders() {

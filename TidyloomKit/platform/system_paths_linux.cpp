@@ -58,6 +58,11 @@ std::optional<std::string> pathOfDirectory(int directoryFd) {
   return target;
 }
 
+std::span<const std::string_view> diagnosticFolders() {
+  static constexpr std::array<std::string_view, 2> kFolders{"systemd/coredump", "apport/coredump"};
+  return kFolders;
+}
+
 std::span<const std::string_view> guardedSystemFolders() {
   static constexpr std::array<std::string_view, 3> kFolders{"/var/lib", "/opt", "/srv"};
   return kFolders;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -123,8 +124,12 @@ void ProtectionLayer::assertRemovable(const std::string& resolved, const std::st
   // The root of the whole system is named as such, not as the home folder.
   if (p == "/" || (fixtureRoot_ && p == top && p != h)) refuse("受保护路径：%@", path);
   const std::string db = canonicalPath(standardised(roots.privateVarDB));
+  // The diagnostic folders of the database root are the system scan's: the macOS ones in a
+  // (macOS-shaped) fixture, this platform's own otherwise.
+  const std::span<const std::string_view> diagnostics =
+      fixtureRoot_ ? std::span<const std::string_view>(kDiagnosticFolders) : platform::diagnosticFolders();
   const auto isDiagnostic = [&](const std::string& candidate) {
-    return std::any_of(kDiagnosticFolders.begin(), kDiagnosticFolders.end(),
+    return std::any_of(diagnostics.begin(), diagnostics.end(),
                        [&](std::string_view folder) { return isUnder(candidate, db + "/" + std::string(folder)); });
   };
   for (const auto folder : platform::guardedSystemFolders()) {
@@ -154,7 +159,7 @@ void ProtectionLayer::assertRemovable(const std::string& resolved, const std::st
       if (!fixtureRoot_) {
         for (const auto folder : kDiagnosticFolders) allowed.push_back("/private/var/db/" + std::string(folder));
       }
-      for (const auto folder : kDiagnosticFolders) allowed.push_back(db + "/" + std::string(folder));
+      for (const auto folder : diagnostics) allowed.push_back(db + "/" + std::string(folder));
       if (!fixtureRoot_) allowed.insert(allowed.end(), {"/Library/Caches", "/Library/Logs"});
       allowed.insert(allowed.end(), {canonicalPath(standardised(roots.darwinUserDirectory).parent_path()),
                                      canonicalPath(standardised(roots.darwinUserCache)),

@@ -7,6 +7,7 @@
 
 #include "core/engine_error.h"
 #include "l10n/l10n.h"
+#include "platform/system_paths.h"
 #include "testing/temp_tree.h"
 
 namespace tidyloom {
@@ -173,6 +174,16 @@ TEST_F(ProtectionLayerTest, TheEnvironmentNeverWidensWhatUserDataAllows) {
   for (const char* path : {"/var/lib/x/y", "/srv/y", "/var/mail/y"}) {
     EXPECT_FALSE(judge(path, roots, RemovalScope::userData).empty()) << path;
   }
+}
+
+TEST_F(ProtectionLayerTest, OnTheLiveSystemOnlyTheScansOwnDiagnosticFoldersOfTheDatabaseRootAreReachable) {
+  const auto roots = ScanRoots::live();
+  for (const auto folder : platform::diagnosticFolders()) {
+    const std::string path = roots.privateVarDB.string() + "/" + std::string(folder) + "/core.1";
+    EXPECT_EQ(judge(path, roots, RemovalScope::userData), "") << path;
+  }
+  const std::string other = roots.privateVarDB.string() + "/dpkg/status";
+  EXPECT_FALSE(judge(other, roots, RemovalScope::userData).empty());
 }
 
 TEST_F(ProtectionLayerTest, MessagesComeOutInEnglish) {

@@ -128,7 +128,7 @@ TEST_F(InstalledDaemonTest, TheInstalledFrontEndScansAndRemovesThroughTheDaemon)
   EXPECT_TRUE(fs::exists("/etc/passwd"));
 }
 
-// An old log of our own in the real /var/log, removed again whatever happens.
+// An old log of our own in /var/log (a private one: see below), removed again whatever happens.
 class OldSystemLog {
  public:
   OldSystemLog() : path_("/var/log/tidyloom-test-" + std::to_string(::getpid()) + ".log") {
@@ -147,32 +147,44 @@ class OldSystemLog {
   std::string path_;
 };
 
+// Both run in a private mount namespace whose /var/log is an empty tmpfs: the machine's own logs
+// are never looked at, let alone touched.
 TEST_F(InstalledDaemonTest, AnOldSystemLogIsOfferedAndRemovedThroughTheDaemon) {
-  if (!fs::is_directory("/var/log")) GTEST_SKIP() << "no /var/log on this machine";
-  ActivatedDaemon daemon(Installation::shared().daemon(), socket_);
-  const OldSystemLog log;
-  const auto frontEnd = Installation::shared().frontEnd();
-  const auto scan = tidyloom(frontEnd, {"--json", "system", "scan", "--via-helper"});
-  ASSERT_EQ(scan.status, 0) << scan.err;
-  EXPECT_NE(scan.out.find(log.path()), std::string::npos) << scan.out;
+  (void)Installation::shared();
+  const auto outcome = inPrivateMounts({"/var/log"}, [&] {
+    ActivatedDaemon daemon(Installation::shared().daemon(), socket_);
+    const OldSystemLog log;
+    const auto frontEnd = Installation::shared().frontEnd();
+    const auto scan = tidyloom(frontEnd, {"--json", "system", "scan", "--via-helper"});
+    EXPECT_EQ(scan.status, 0) << scan.err;
+    EXPECT_NE(scan.out.find(log.path()), std::string::npos) << scan.out;
 
-  const auto removal = tidyloom(frontEnd, {"--json", "system", "remove", "--via-helper", "--yes", log.path()});
-  EXPECT_EQ(removal.status, 0) << removal.out << removal.err;
-  const auto report = nlohmann::json::parse(removal.out, nullptr, false);
-  ASSERT_TRUE(report.is_object()) << removal.out;
-  EXPECT_EQ(report["removed"], nlohmann::json::array({log.path()}));
-  EXPECT_GE(report["freedBytes"].get<std::uint64_t>(), 20000u);
-  EXPECT_FALSE(fs::exists(log.path()));
+    const auto removal = tidyloom(frontEnd, {"--json", "system", "remove", "--via-helper", "--yes", log.path()});
+    EXPECT_EQ(removal.status, 0) << removal.out << removal.err;
+    const auto report = nlohmann::json::parse(removal.out, nullptr, false);
+    EXPECT_TRUE(report.is_object()) << removal.out;
+    if (!report.is_object()) return false;
+    EXPECT_EQ(report["removed"], nlohmann::json::array({log.path()}));
+    EXPECT_GE(report["freedBytes"].get<std::uint64_t>(), 20000u);
+    EXPECT_FALSE(fs::exists(log.path()));
+    return !::testing::Test::HasFailure();
+  });
+  if (!outcome) GTEST_SKIP() << "no private mount namespace here";
+  EXPECT_TRUE(*outcome);
 }
 
 TEST_F(InstalledDaemonTest, WithoutTheDaemonTheAdministratorShellRemovesTheSameLog) {
-  if (!fs::is_directory("/var/log")) GTEST_SKIP() << "no /var/log on this machine";
-  const OldSystemLog log;
-  // As root the administrator shell is a plain shell: no prompt.
-  const auto removal = tidyloom(builtProgram("tidyloom"), {"--json", "system", "remove", "--yes", log.path()});
-  EXPECT_EQ(removal.status, 0) << removal.out << removal.err;
-  EXPECT_NE(removal.out.find("\"freedBytes\""), std::string::npos);
-  EXPECT_FALSE(fs::exists(log.path()));
+  const auto outcome = inPrivateMounts({"/var/log"}, [&] {
+    const OldSystemLog log;
+    // As root the administrator shell is a plain shell: no prompt.
+    const auto removal = tidyloom(builtProgram("tidyloom"), {"--json", "system", "remove", "--yes", log.path()});
+    EXPECT_EQ(removal.status, 0) << removal.out << removal.err;
+    EXPECT_NE(removal.out.find("\"freedBytes\""), std::string::npos);
+    EXPECT_FALSE(fs::exists(log.path()));
+    return !::testing::Test::HasFailure();
+  });
+  if (!outcome) GTEST_SKIP() << "no private mount namespace here";
+  EXPECT_TRUE(*outcome);
 }
 
 TEST_F(InstalledDaemonTest, ACopyOfTheFrontEndOutsideTheInstallationIsRefused) {

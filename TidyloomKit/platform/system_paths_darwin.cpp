@@ -37,7 +37,7 @@ std::optional<std::string> pathOfDirectory(int directoryFd) {
 
 std::span<const std::string_view> diagnosticFolders() {
   static constexpr std::array<std::string_view, 4> kFolders{"diagnostics", "DiagnosticPipeline", "powerlog",
-                                                             "reportmemoryexception/MemoryLimitViolations"};
+                                                            "reportmemoryexception/MemoryLimitViolations"};
   return kFolders;
 }
 

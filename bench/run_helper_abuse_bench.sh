@@ -6,16 +6,18 @@
 # daemon's peak memory (VmHWM) at the end. Needs root; touches nothing outside its own folders.
 #
 #   sudo bench/run_helper_abuse_bench.sh          # RUNS=20 by default
+#   PRESET=clang bench/run_helper_abuse_bench.sh  # another build (a debug build gives an upper bound)
 set -euo pipefail
 
 here=$(cd "$(dirname "$0")" && pwd)
 repo=$(dirname "$here")
 runs=${RUNS:-20}
+preset=${PRESET:-release}
 [ "$(id -u)" -eq 0 ] || { echo "run as root: the daemon and its installation need it" >&2; exit 1; }
 command -v hyperfine >/dev/null || { echo "missing hyperfine (scripts/setup.sh installs it)" >&2; exit 1; }
 command -v systemd-socket-activate >/dev/null || { echo "missing systemd-socket-activate" >&2; exit 1; }
 
-(cd "$repo" && cmake --preset release >/dev/null && cmake --build --preset release -j2 --target tidyloom TidyloomHelper >&2)
+(cd "$repo" && cmake --preset "$preset" >/dev/null && cmake --build --preset "$preset" -j2 --target tidyloom TidyloomHelper >&2)
 work=$(mktemp -d /tmp/tidyloom-abuse-XXXXXX)
 chmod 755 "$work"
 daemon_pid=
@@ -26,7 +28,7 @@ cleanup() {
   rm -rf "$work"
 }
 trap cleanup EXIT
-cmake --install "$repo/build/release" --prefix "$work/prefix" >/dev/null
+cmake --install "$repo/build/$preset" --prefix "$work/prefix" >/dev/null
 socket=$work/helper.sock
 systemd-socket-activate -l "$socket" "$work/prefix/libexec/tidyloom/TidyloomHelper" 2>"$work/daemon.log" &
 daemon_pid=$!

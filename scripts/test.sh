@@ -6,6 +6,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
 jobs=$(nproc)
+# Compiler caches are shared between checkouts in different folders (paths made relative).
+export CCACHE_BASEDIR="$PWD" CCACHE_NOHASHDIR=1
 
 echo "== clang-format" >&2
 mapfile -t sources < <(git ls-files '*.cpp' '*.h' | grep -v '^bench/corpus/')

@@ -1,7 +1,6 @@
 // The removal loop: check, measure, re-validate, remove; each path ends in the report or as gone.
 #include "removal/remover.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -67,18 +66,6 @@ bool isApplicationBundle(const fs::path& path, const std::string& applicationsFo
   return extension == ".app" && bundle.parent_path() == fs::path(applicationsFolder);
 }
 
-// The identity of the item in the held parent must not have changed since it was resolved.
-std::error_code checkUnchanged(const OpenedItem& item) {
-  struct stat info {};
-  if (::fstatat(item.parent.get(), item.name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
-    return {errno, std::generic_category()};
-  }
-  const ItemIdentity now{static_cast<std::uint64_t>(info.st_dev), static_cast<std::uint64_t>(info.st_ino),
-                         static_cast<mode_t>(info.st_mode & S_IFMT)};
-  if (now != item.identity) return std::error_code(ESTALE, std::generic_category());
-  return {};
-}
-
 }  // namespace
 
 BoundedProbe::Result Remover::trashApplicationViaFinder(const std::string& path) {
@@ -96,7 +83,7 @@ Remover::FinderRoute Remover::defaultFinderRoute() {
 void Remover::removeOne(const std::string& path, const OpenedItem& item, RemovalMode mode, std::uint64_t size,
                         const fs::path& home) const {
   // The item must still be the one that was resolved and judged.
-  if (const auto error = checkUnchanged(item)) fail(path, error, mode);
+  if (const auto error = item.checkUnchanged()) fail(path, error, mode);
 
   if (mode == RemovalMode::permanent) {
     auto error = SafeDelete::removeAt(item.parent.get(), item.name, item.identity, cancellation);

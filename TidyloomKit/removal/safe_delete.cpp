@@ -171,6 +171,8 @@ std::error_code openItem(const fs::path& path, const ItemIdentity& expected, Ope
   return {};
 }
 
+std::error_code OpenedItem::checkUnchanged() const { return checkIdentity(parent.get(), name, identity); }
+
 bool OpenedItem::isGone() const {
   struct stat info {};
   return ::fstatat(parent.get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0 && errno == ENOENT;

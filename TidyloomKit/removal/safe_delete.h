@@ -37,6 +37,8 @@ struct OpenedItem {
   std::filesystem::path path() const { return parentPath / name; }
   // True only when the name is no longer in the held parent (ENOENT); any other answer is not gone.
   bool isGone() const;
+  // ESTALE when the name in the held parent is no longer the item that was resolved.
+  std::error_code checkUnchanged() const;
 };
 
 // Resolves `path` (absolute): its parent folders are made canonical once, then walked from "/"

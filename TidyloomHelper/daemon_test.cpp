@@ -27,7 +27,8 @@ namespace fs = std::filesystem;
 
 TEST(DaemonStartTest, RefusesToRunAsAnyoneButRootWithExactlyItsMessage) {
   if (!runningAsRoot()) GTEST_SKIP() << "needs root to drop to another user";
-  const auto result = runAsNobody(builtProgram("TidyloomHelper"), {});
+  // The installed copy: the build tree may lie in a folder only its owner can enter.
+  const auto result = runAsNobody(Installation::shared().daemon(), {});
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.err, "TidyloomHelper must run as a launchd daemon\n");
   EXPECT_EQ(result.err.size(), 44u);

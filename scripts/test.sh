@@ -27,7 +27,7 @@ TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
 
 echo "== fuzz: each target for ${FUZZ_SECONDS:=60} s" >&2
 cmake --preset fuzz >/dev/null
-cmake --build --preset fuzz -j "$jobs"
+cmake --build --preset fuzz -j "$jobs" --target $(ls fuzz/corpus | sed 's/^/fuzz_/')
 ls fuzz/corpus | xargs -P "$jobs" -I{} scripts/fuzz.sh {} "$FUZZ_SECONDS"
 
 echo "== clang build" >&2

@@ -7,7 +7,6 @@
 #include <charconv>
 #include <chrono>
 #include <map>
-#include <set>
 #include <sstream>
 
 #include "core/atomic_write.h"

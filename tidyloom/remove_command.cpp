@@ -49,8 +49,11 @@ size_t showPlan(Context& context, const std::vector<std::string>& targets, Remov
       } else {
         ++allowed;
         // The whitelist binds the cleaning engines; a path named by hand is only flagged.
-        if (WhitelistPolicy::protects(path, whitelist, true))
+        if (WhitelistPolicy::protects(path, whitelist, true)) {
           remark = paint(L10n::translate("在白名单中"), Colour::yellow);
+        } else if (WhitelistPolicy::protectsContentOf(path, whitelist, context.stopToken())) {
+          remark = paint(L10n::translate("包含白名单内容"), Colour::yellow);
+        }
       }
     } catch (const EngineError& e) {
       remark = paint(printablePath(e.message()), Colour::red);

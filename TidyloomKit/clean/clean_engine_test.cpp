@@ -128,6 +128,32 @@ TEST_F(CleanEngineTest, FolderHoldingWhitelistedContentIsOpenedUpAroundIt) {
   EXPECT_EQ(refused.failed[0].reason, "路径包含白名单内容，拒绝删除");
 }
 
+TEST_F(CleanEngineTest, WildcardWhitelistEntryOpensUpOnlyTheFoldersThatHoldAMatch) {
+  tree.file("Library/Caches/com.keep/keep.db", 4000);
+  tree.file("Library/Caches/com.keep/blobs/b1", 4000);
+  tree.file("Library/Caches/com.keep/deep/er/keep.db", 4000);
+  whitelist({"~/Library/Caches/*/keep.db"});
+  const auto report = engine().preview();
+  const auto paths = pathsOf(report.candidates);
+  EXPECT_EQ(std::find(paths.begin(), paths.end(), p("Library/Caches/com.keep")), paths.end());
+  EXPECT_NE(std::find(paths.begin(), paths.end(), p("Library/Caches/com.keep/blobs")), paths.end());
+  // A folder with no match inside is still offered whole.
+  EXPECT_NE(std::find(paths.begin(), paths.end(), p("Library/Caches/com.example.app")), paths.end());
+  for (const auto& path : paths) EXPECT_FALSE(path.ends_with("keep.db")) << path;
+
+  // Running everything the preview offered, and the folder whole, leaves every keep.db in place.
+  auto run = paths;
+  run.push_back(p("Library/Caches/com.keep"));
+  const auto report2 = engine().run(run);
+  EXPECT_TRUE(std::filesystem::exists(p("Library/Caches/com.keep/keep.db")));
+  EXPECT_TRUE(std::filesystem::exists(p("Library/Caches/com.keep/deep/er/keep.db")));
+  EXPECT_FALSE(std::filesystem::exists(p("Library/Caches/com.keep/blobs")));
+  const auto refused = std::find_if(report2.failed.begin(), report2.failed.end(),
+                                    [&](const FailedPath& f) { return f.path == p("Library/Caches/com.keep"); });
+  ASSERT_NE(refused, report2.failed.end());
+  EXPECT_EQ(refused->reason, "路径包含白名单内容，拒绝删除");
+}
+
 TEST_F(CleanEngineTest, CacheOfARunningBrowserIsHeldWithTheBrowsersName) {
   platform::RunningProcess chrome;
   chrome.name = "chrome";

@@ -58,11 +58,7 @@ class Collector {
 }  // namespace
 
 bool holdsProtectedContent(const std::string& folder, const std::vector<std::string>& whitelist) {
-  const std::string prefix = folder + "/";
-  for (const auto& pattern : whitelist) {
-    if (pattern.starts_with(prefix) && pattern.size() > prefix.size()) return true;
-  }
-  return false;
+  return WhitelistPolicy::protectsContentOf(folder, whitelist);
 }
 
 std::vector<RulePath> rulePaths(const std::vector<SectionRule>& rules, const SurfaceSet& surfaces,

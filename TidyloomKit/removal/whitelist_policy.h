@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "core/scan_progress.h"
+
 namespace tidyloom {
 
 struct WhitelistPolicy {
@@ -23,6 +25,16 @@ struct WhitelistPolicy {
   // True when `path` (as given or with links resolved) matches a pattern with fnmatch and no flags
   // (so "*" also crosses "/"); with `includeDescendants`, anything below a pattern matches too.
   static bool protects(const std::string& path, const std::vector<std::string>& patterns, bool includeDescendants);
+
+  // True when some path strictly below `folder` could match a pattern, judged on the text alone
+  // ("*" crosses "/", so "~/Caches/*/keep.db" may match anywhere below "~/Caches/app").
+  static bool mayProtectBelow(const std::string& folder, const std::vector<std::string>& patterns);
+
+  // True when an entry below `folder` is protected. The folder is walked (links are never gone
+  // through) only where a pattern could still match; a folder that cannot be listed there counts as
+  // holding protected content, and so does a stop before the walk finished.
+  static bool protectsContentOf(const std::string& folder, const std::vector<std::string>& patterns,
+                                const CancellationToken& stop = {});
 };
 
 }  // namespace tidyloom

@@ -40,6 +40,39 @@ TEST(WhitelistPolicyTest, PatternsAndPathsMatchThroughSymbolicLinks) {
   EXPECT_EQ(WhitelistPolicy::patternVariants("/nowhere/x*"), std::vector<std::string>{"/nowhere/x*"});
 }
 
+TEST(WhitelistPolicyTest, EveryPatternFormThatCanMatchBelowAFolderIsSeen) {
+  const auto below = [](const char* folder, std::string pattern) {
+    return WhitelistPolicy::mayProtectBelow(folder, {std::move(pattern)});
+  };
+  EXPECT_TRUE(below("/h/C/app", "/h/C/*/keep.db"));
+  EXPECT_TRUE(below("/h/C/app/deep", "/h/C/*/keep.db"));  // "*" crosses "/"
+  EXPECT_TRUE(below("/h/C/app", "/h/C/a?p/x"));
+  EXPECT_TRUE(below("/h/C/app", "/h/C/[a-c]pp/x"));
+  EXPECT_TRUE(below("/h/C/app", "/h/C/[!b]pp/x"));
+  EXPECT_TRUE(below("/h/C/app", "/h/C/app/x"));
+  EXPECT_TRUE(below("/h/C/app", "/h/C/ap*"));
+  EXPECT_TRUE(below("/h/C/a*b", "/h/C/a\\*b/x"));
+  EXPECT_FALSE(below("/h/C/app", "/h/C/[!a]pp/x"));
+  EXPECT_FALSE(below("/h/C/app", "/h/C/app"));  // the folder itself, nothing below it
+  EXPECT_FALSE(below("/h/C/app", "/h/C/apps/x"));
+  EXPECT_FALSE(below("/h/C/app", "/h/D/*"));
+  EXPECT_FALSE(below("/h/C/abb", "/h/C/a\\*b/x"));
+}
+
+TEST(WhitelistPolicyTest, ContentIsProtectedOnlyWhereAMatchExists) {
+  TempTree tree;
+  tree.file("C/app/deep/keep.db", 10);
+  tree.file("C/other/data", 10);
+  tree.symlink("C/link", tree.path("C/app"));
+  const std::vector<std::string> patterns{tree.path("C").string() + "/*/keep.db"};
+  EXPECT_TRUE(WhitelistPolicy::protectsContentOf(tree.path("C/app").string(), patterns));
+  EXPECT_TRUE(WhitelistPolicy::protectsContentOf(tree.path("C").string(), patterns));
+  EXPECT_FALSE(WhitelistPolicy::protectsContentOf(tree.path("C/other").string(), patterns));
+  // A link is removed as a link: nothing below it goes with it.
+  EXPECT_FALSE(WhitelistPolicy::protectsContentOf(tree.path("C/link").string(), patterns));
+  EXPECT_FALSE(WhitelistPolicy::protectsContentOf(tree.path("C/app/deep/keep.db").string(), patterns));
+}
+
 TEST(WhitelistStoreTest, WithoutAFileTheDefaultsAndSafetyPatternsApply) {
   TempTree tree;
   const auto store = WhitelistStore::inFolder(tree.path("support/Tidyloom"));

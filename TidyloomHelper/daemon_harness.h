@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "testing/private_mounts.h"
 #include "testing/temp_tree.h"
 
 namespace tidyloom::testing {
@@ -48,12 +49,6 @@ class ActivatedDaemon {
 // Runs a program as the user "nobody" (for refusals that depend on not being root).
 CommandResult runAsNobody(const std::filesystem::path& program, const std::vector<std::string>& arguments,
                           const std::vector<std::string>& environment = {});
-
-// Runs `body` in a forked child that has its own mount namespace with a fresh tmpfs on each of
-// `folders` (so system folders can be filled without touching the machine's); true when `body`
-// returned true. Nothing when such a namespace cannot be made here.
-std::optional<bool> inPrivateMounts(const std::vector<std::filesystem::path>& folders,
-                                    const std::function<bool()>& body);
 
 // A raw connection to a socket path; -1 when it cannot connect.
 int connectTo(const std::filesystem::path& socket);

@@ -132,7 +132,7 @@ TEST_F(InstalledDaemonTest, TheInstalledFrontEndScansAndRemovesThroughTheDaemon)
 // An old log of our own in /var/log (a private one: see below), removed again whatever happens.
 class OldSystemLog {
  public:
-  OldSystemLog() : path_("/var/log/tidyloom-test-" + std::to_string(::getpid()) + ".log") {
+  OldSystemLog() : path_("/var/log/tidyloom-test-" + std::to_string(::getpid()) + ".log.1") {
     std::ofstream(path_) << std::string(20000, 'x');
     const timespec old{std::time(nullptr) - 30 * 86400, 0};
     const timespec times[2] = {old, old};

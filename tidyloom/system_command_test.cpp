@@ -3,6 +3,13 @@
 
 #include <nlohmann/json.hpp>
 
+#include <unistd.h>
+
+#include <fstream>
+#include <iostream>
+#include <set>
+
+#include "testing/private_mounts.h"
 #include "testing/temp_tree.h"
 
 namespace tidyloom {
@@ -88,6 +95,62 @@ TEST_F(SystemScanCommandTest, RemovalRechecksEachPathAgainstTheScanRules) {
 TEST_F(SystemScanCommandTest, EmptyTreeSaysSoAndMissingSubcommandIsAUsageError) {
   EXPECT_EQ(scan().out, "No system files to clean were found\n");
   EXPECT_EQ(runProgram(builtProgram("tidyloom"), {"system"}).status, 2);
+}
+
+void oldFile(const std::filesystem::path& path) {
+  std::filesystem::create_directories(path.parent_path());
+  std::ofstream(path) << std::string(3000, 'x');
+  const auto tenDaysAgo = std::filesystem::file_time_type::clock::now() - std::chrono::hours(24 * 10);
+  std::filesystem::last_write_time(path, tenDaysAgo);
+}
+
+// The live system scan of this machine, in a private /var: what it offers, its removal takes
+// whole; live logs (written to, or held open) and the journal are never offered.
+TEST(LiveSystemScanTest, RemovalTakesEverythingTheScanOffersAndNoLiveLog) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs root for a private mount namespace";
+  // The body runs in a child process: what went wrong is told on standard error.
+  const auto outcome = testing::inPrivateMounts({"/var"}, [&] {
+    std::string diagnostics;
+    const auto fail = [&](std::string what) {
+      std::cerr << what << std::endl;
+      return false;
+    };
+    const std::set<std::string> offered{
+        "/var/log/syslog.1",          "/var/log/kern.log.2.gz",     "/var/log/apt/history.log.1.gz",
+        "/var/log/messages-20261101", "/var/log/Xorg.0.log.old",    "/var/lib/systemd/coredump/core.app.1000.zst",
+        "/var/crash/app.1000.crash",  "/var/cache/app/index.cache",
+    };
+    for (const auto& path : offered) oldFile(path);
+    for (const char* live : {"/var/log/syslog", "/var/log/alternatives.log", "/var/log/fontconfig.log",
+                             "/var/log/journal/0123/system.journal", "/var/log/held.log.1", "/var/log/wtmp"}) {
+      oldFile(live);
+    }
+    const testing::OpenFileHolder holder("/var/log/held.log.1");
+    if (!holder.holding()) return fail("could not hold the log open");
+
+    auto scan = testing::runProgram(testing::builtProgram("tidyloom"), {"--json", "--lang", "en", "system", "scan"});
+    std::set<std::string> found;
+    for (const auto& row : nlohmann::json::parse(scan.out, nullptr, false)) found.insert(row.value("path", ""));
+    if (found != offered) return fail("scan offered:\n" + scan.out + scan.err);
+    std::vector<std::string> arguments{"--json", "--lang", "en", "system", "remove", "--yes"};
+    arguments.insert(arguments.end(), found.begin(), found.end());
+    const auto removal = testing::runProgram(testing::builtProgram("tidyloom"), arguments);
+    const auto report = nlohmann::json::parse(removal.out, nullptr, false);
+    if (removal.status != 0 || report.is_discarded() || report["removed"].size() != offered.size()) {
+      return fail("removal:\n" + removal.out + removal.err);
+    }
+    for (const auto& path : offered) {
+      if (std::filesystem::exists(path)) diagnostics += "still there: " + path + "\n";
+    }
+    // A rotated log that a program still holds is refused at removal as well.
+    const auto held =
+        testing::runProgram(testing::builtProgram("tidyloom"),
+                            {"--json", "--lang", "en", "system", "remove", "--yes", "/var/log/held.log.1"});
+    if (held.status != 1 || !std::filesystem::exists("/var/log/held.log.1")) diagnostics += "held: " + held.out;
+    return diagnostics.empty() || fail(diagnostics);
+  });
+  if (!outcome) GTEST_SKIP() << "no private mount namespace here";
+  EXPECT_TRUE(*outcome);
 }
 
 }  // namespace

@@ -83,7 +83,8 @@ CleanEngine::CleanEngine(Setup setup)
       systemHelper(setup.fixture ? nullptr : setup.systemHelper),
       mode(setup.mode),
       fixtureMode(setup.fixture),
-      runsAsRoot(setup.runsAsRoot.value_or(::geteuid() == 0)) {
+      runsAsRoot(setup.runsAsRoot.value_or(::geteuid() == 0)),
+      checksOpenFiles(setup.checksOpenFiles.value_or(!setup.fixture)) {
   const ProcessListing processes =
       setup.processes ? setup.processes : (setup.fixture ? idleProcessListing() : liveProcessListing());
   activity = DeveloperCacheActivity(rawGates<DeveloperCacheActivity>(config.developerGates), processes);
@@ -158,7 +159,8 @@ bool CleanEngine::mayHoldDependencies(std::string_view path) { return tidyloom::
 bool CleanEngine::isSystemPath(std::string_view path) const { return tidyloom::isSystemPath(path, roots); }
 
 CleanEngine::GateSnapshot CleanEngine::takeGateSnapshot() const {
-  return GateSnapshot{productProcessActivity.states(), activity.states(), userCacheOwnership.processes()};
+  return GateSnapshot{productProcessActivity.states(), activity.states(), userCacheOwnership.processes(),
+                      checksOpenFiles ? HeldFiles::live() : HeldFiles::none()};
 }
 
 CleanEngine::AppGate CleanEngine::appGate(const std::string& path) const { return appGate(path, takeGateSnapshot()); }
@@ -300,6 +302,16 @@ PreviewReport CleanEngine::preview(const std::vector<SectionRule>& rules, const 
   for (auto& candidate : unique) {
     if (activity.blockReason(candidate.path, roots.home, snapshot.developers)) continue;
     auto gate = appGate(candidate.path, snapshot);
+    // A file a running program has open (a log being written, a cache in use) stays.
+    if (gate.gate == Gate::clear) {
+      auto open = snapshot.openFiles.check(candidate.path);
+      if (open.state == platform::OpenState::unknown) continue;
+      if (open.state == platform::OpenState::held) {
+        gate.gate = Gate::held;
+        gate.appNames = open.processNames.empty() ? std::vector<std::string>{L10n::translate("运行中的程序")}
+                                                  : std::move(open.processNames);
+      }
+    }
     if (gate.gate == Gate::clear) {
       preview.candidates.push_back(std::move(candidate));
     } else if (gate.gate == Gate::held) {

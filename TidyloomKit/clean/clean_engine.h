@@ -19,6 +19,7 @@
 #include "core/records.h"
 #include "core/scan_progress.h"
 #include "core/scan_roots.h"
+#include "removal/held_files.h"
 #include "removal/remover.h"
 #include "removal/whitelist_store.h"
 
@@ -53,6 +54,8 @@ class CleanEngine {
     std::optional<bool> runsAsRoot;
     // Fixture tree: nothing outside the roots is looked at, nothing runs, no privileged route.
     bool fixture = false;
+    // Whether files that running processes hold open are left alone; default: not in a fixture.
+    std::optional<bool> checksOpenFiles;
   };
 
   explicit CleanEngine(Setup setup);
@@ -82,6 +85,7 @@ class CleanEngine {
   RemovalMode mode = RemovalMode::permanent;
   bool fixtureMode = false;
   bool runsAsRoot = false;
+  bool checksOpenFiles = true;
 
   const std::vector<SectionRule>& defaultRules() const { return config.cleanRules; }
 
@@ -127,6 +131,7 @@ class CleanEngine {
     std::map<std::string, ActivityState> products;
     std::map<std::string, ActivityState> developers;
     std::optional<ProcessList> processes;
+    HeldFiles openFiles = HeldFiles::none();
   };
   GateSnapshot takeGateSnapshot() const;
 

@@ -54,6 +54,16 @@ void CleanEngine::revalidate(const std::string& path, const GateSnapshot& snapsh
   if (const auto reason = activity.blockReason(path, roots.home, snapshot.developers)) {
     throw EngineError::protection(*reason);
   }
+  const auto open = snapshot.openFiles.check(path);
+  if (open.state == platform::OpenState::held) {
+    std::string names;
+    for (const auto& name : open.processNames) names += (names.empty() ? "" : ", ") + name;
+    throw EngineError::protection(names.empty() ? L10n::translate("正被运行中的程序使用，未删除")
+                                                : L10n::translate("正被运行中的程序使用（%@），未删除", {names}));
+  }
+  if (open.state == platform::OpenState::unknown) {
+    throw EngineError::protection(L10n::translate("无法确认是否有程序正在使用，未删除"));
+  }
 }
 
 RunReport CleanEngine::run(const std::vector<std::string>& paths, const std::vector<OwnerCachePlan>& ownerCaches,

@@ -51,7 +51,7 @@ class CleanEngineTest : public ::testing::Test {
     tree.age("Library/Application Support/CrashReporter/old.plist", 60);
     tree.file("Library/Application Support/Code/User/settings.json", 100);
   }
-  CleanEngine engine(ProcessList running = {}) const {
+  CleanEngine engine(ProcessList running = {}, bool checksOpenFiles = false) const {
     CleanEngine::Setup setup;
     const auto locations = Locations::fixture(tree.root());
     setup.roots = locations.roots;
@@ -60,6 +60,7 @@ class CleanEngineTest : public ::testing::Test {
     setup.processes = [running] { return std::optional<ProcessList>(running); };
     setup.trash = folderTrash(*locations.fixtureTrash);
     setup.fixture = true;
+    setup.checksOpenFiles = checksOpenFiles;
     return CleanEngine(std::move(setup));
   }
   void whitelist(const std::vector<std::string>& patterns) const {
@@ -152,6 +153,27 @@ TEST_F(CleanEngineTest, WildcardWhitelistEntryOpensUpOnlyTheFoldersThatHoldAMatc
                                     [&](const FailedPath& f) { return f.path == p("Library/Caches/com.keep"); });
   ASSERT_NE(refused, report2.failed.end());
   EXPECT_EQ(refused->reason, "路径包含白名单内容，拒绝删除");
+}
+
+TEST_F(CleanEngineTest, FilesAProgramHoldsOpenAreHeldAndRefused) {
+  const testing::OpenFileHolder log(p("Library/Logs/app.log"));
+  const testing::OpenFileHolder cache(p("Library/Caches/com.example.app/data"));
+  ASSERT_TRUE(log.holding() && cache.holding());
+  const auto report = engine({}, true).preview();
+  const auto paths = pathsOf(report.candidates);
+  std::vector<std::string> held;
+  for (const auto& item : report.appHeld) held.push_back(item.candidate.path);
+  for (const char* relative : {"Library/Logs/app.log", "Library/Caches/com.example.app"}) {
+    EXPECT_EQ(std::find(paths.begin(), paths.end(), p(relative)), paths.end()) << relative;
+    EXPECT_NE(std::find(held.begin(), held.end(), p(relative)), held.end()) << relative;
+  }
+  EXPECT_NE(std::find(paths.begin(), paths.end(), p("Library/Logs/DiagnosticReports")), paths.end());
+
+  const auto run = engine({}, true).run({p("Library/Logs/app.log"), p("Library/Caches/com.example.app")});
+  EXPECT_TRUE(run.removed.empty());
+  ASSERT_EQ(run.failed.size(), 2u);
+  EXPECT_TRUE(run.failed[0].reason.starts_with("正被运行中的程序使用")) << run.failed[0].reason;
+  EXPECT_TRUE(std::filesystem::exists(p("Library/Logs/app.log")));
 }
 
 TEST_F(CleanEngineTest, CacheOfARunningBrowserIsHeldWithTheBrowsersName) {

@@ -10,6 +10,7 @@
 #include "helper/system_clean_scanner.h"
 #include "helper/system_scan_sections.h"
 #include "l10n/l10n.h"
+#include "platform/open_files.h"
 #include "removal/file_measure.h"
 #include "removal/protection_layer.h"
 
@@ -64,10 +65,14 @@ Judgement judgeNow(const Section& section, const std::vector<std::string>& compo
   }
   if (verdict != Verdict::offered) return {Outcome::mismatch, verdict};
   if (FileMeasure::byteSize(current) < 1) return {Outcome::mismatch, Verdict::tooNew};
+  if (platform::regularFileOpenState(current) != platform::OpenState::closed) {
+    return {Outcome::mismatch, Verdict::inUse};
+  }
   return {Outcome::offered, verdict};
 }
 
 const char* mismatchMessage(SectionKind kind, Verdict verdict) {
+  if (verdict == Verdict::inUse) return "文件正被运行中的程序打开，未删除：%@";
   switch (kind) {
     case SectionKind::systemCacheFiles:
       return "系统缓存类型、深度或年龄不符合清理规则：%@";

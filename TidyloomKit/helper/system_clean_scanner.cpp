@@ -11,6 +11,7 @@
 #include <set>
 
 #include "helper/system_scan_sections.h"
+#include "platform/open_files.h"
 #include "removal/file_measure.h"
 
 namespace tidyloom {
@@ -94,6 +95,9 @@ class SectionWalk {
   }
 
   void offer(const Section& section, const std::filesystem::path& path) {
+    // A file a running program has open is being used. One this process cannot ask about is still
+    // listed: its removal, with the rights to ask, checks again.
+    if (platform::regularFileOpenState(path) == platform::OpenState::held) return;
     const std::uint64_t bytes = FileMeasure::byteSize(path, request_.tally);
     if (bytes < 1) return;
     report_.candidates.push_back(CleanupCandidate{path.string(), "systemCaches", bytes, true});

@@ -23,8 +23,9 @@ SystemScanNames SystemScanNames::macOS() {
 
 SystemScanNames SystemScanNames::linuxDesktop() {
   return SystemScanNames{
-      // Rotated logs ("syslog.1", "kern.log.2.gz", "Xorg.0.log.old"); the journal manages its own files.
-      .logExtensions = {"log", "gz", "xz", "old", "1"},
+      // The journal's own files are left to journalctl.
+      .logExtensions = {},
+      .rotatedLogsOnly = true,
       .systemCacheExtensions = {"cache", "tmp", "log"},
       // Rebuilt by mandb and fc-cache.
       .namedCaches = {"man", "fontconfig"},

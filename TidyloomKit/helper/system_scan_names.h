@@ -17,7 +17,10 @@ struct SystemScanNames {
     bool rejectsLiveFolder = false;  // files under a folder named "Current" are live data
   };
 
-  std::set<std::string> logExtensions;          // under the var log folder, compared lower-cased
+  std::set<std::string> logExtensions;  // under the var log folder, compared lower-cased
+  // Under the var log folder only logs already rotated away ("syslog.1", "kern.log.2.gz",
+  // "messages-20261101", "Xorg.0.log.old"): the live one is still being written to.
+  bool rotatedLogsOnly = false;
   std::set<std::string> systemCacheExtensions;  // under the system caches, compared lower-cased
   std::vector<std::string> namedCaches;         // rebuildable caches in the system caches folder
   std::vector<std::string> gpuCaches;           // relative to the per-user cache folder

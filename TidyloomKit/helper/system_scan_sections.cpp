@@ -17,7 +17,22 @@ std::string lowerExtension(const std::string& name) {
   return extension;
 }
 
+bool allDigits(std::string_view text) {
+  return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
 }  // namespace
+
+bool isRotatedLogName(std::string_view name) {
+  const std::string extension = lowerExtension(std::string(name));
+  if (extension == "gz" || extension == "xz" || extension == "zst" || extension == "bz2" || extension == "old") {
+    return true;
+  }
+  if (allDigits(extension)) return true;  // "syslog.1", "dpkg.log.12"
+  // "messages-20261101", "syslog-2026110112"
+  const size_t dash = name.rfind('-');
+  return dash != std::string_view::npos && dash > 0 && name.size() - dash - 1 >= 8 && allDigits(name.substr(dash + 1));
+}
 
 const char* areaName(SectionKind kind) {
   switch (kind) {
@@ -47,8 +62,8 @@ std::vector<Section> privilegedSections(const SystemCleanScanner& scanner, bool 
   // In the order the daemon serves them: cache files, var logs, named caches, system logs, database.
   sections.push_back({SectionKind::systemCacheFiles, roots.systemLibraryCaches, kMaxDepth, names.systemCacheExtensions,
                       age, false, true});
-  sections.push_back(
-      {SectionKind::privateVarLogs, roots.privateVarLog, kMaxDepth, names.logExtensions, age, false, true});
+  sections.push_back({SectionKind::privateVarLogs, roots.privateVarLog, kMaxDepth, names.logExtensions, age, false,
+                      true, names.rotatedLogsOnly});
   if (includesRebuildableCaches) {
     for (const std::string& name : names.namedCaches) {
       sections.push_back({SectionKind::namedCache, roots.systemLibraryCaches / name, kMaxDepth, {}, age, false, true});
@@ -98,6 +113,7 @@ Verdict judge(const Section& section, const std::vector<std::string>& components
   if (!section.extensions.empty() && !section.extensions.contains(lowerExtension(components.back()))) {
     return Verdict::wrongType;
   }
+  if (section.rotatedOnly && !isRotatedLogName(components.back())) return Verdict::liveData;
   if (section.rejectsLiveFolder &&
       std::find(components.begin(), components.end() - 1, "Current") != components.end() - 1) {
     return Verdict::liveData;

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "helper/system_clean_scanner.h"
@@ -37,9 +38,13 @@ struct Section {
   std::int64_t ageDays = 7;
   bool rejectsLiveFolder = false;
   bool privileged = true;
+  bool rotatedOnly = false;  // only logs that were rotated away
 };
 
-enum class Verdict { offered, notInSection, wrongType, tooDeep, tooNew, liveData };
+enum class Verdict { offered, notInSection, wrongType, tooDeep, tooNew, liveData, inUse };
+
+// A log name that its rotation gave it: a number, a date or ".old" at the end, or compressed.
+bool isRotatedLogName(std::string_view name);
 
 std::vector<Section> privilegedSections(const SystemCleanScanner& scanner, bool includesRebuildableCaches);
 std::vector<Section> userDomainSections(const SystemCleanScanner& scanner);

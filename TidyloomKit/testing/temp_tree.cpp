@@ -2,6 +2,7 @@
 #include "testing/temp_tree.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -101,6 +102,29 @@ void TempTree::age(const std::string& relative, double days) const {
 }
 
 void TempTree::mode(const std::string& relative, unsigned mode) const { ::chmod(path(relative).c_str(), mode); }
+
+OpenFileHolder::OpenFileHolder(const fs::path& path) {
+  int ready[2];
+  if (::pipe(ready) != 0) return;
+  pid_ = ::fork();
+  if (pid_ == 0) {
+    const int fd = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+    (void)!::write(ready[1], fd >= 0 ? "1" : "0", 1);
+    ::pause();
+    ::_exit(0);
+  }
+  char answer = '0';
+  if (pid_ > 0) (void)!::read(ready[0], &answer, 1);
+  ::close(ready[0]);
+  ::close(ready[1]);
+  holding_ = answer == '1';
+}
+
+OpenFileHolder::~OpenFileHolder() {
+  if (pid_ <= 0) return;
+  ::kill(pid_, SIGKILL);
+  ::waitpid(pid_, nullptr, 0);
+}
 
 fs::path builtProgram(const std::string& name) {
   const char* dir = std::getenv("TIDYLOOM_BINARY_DIR");

@@ -33,6 +33,21 @@ class TempTree {
   std::filesystem::path root_;
 };
 
+// A child process that holds a file open for appending until it is destroyed, as a program holds
+// its log.
+class OpenFileHolder {
+ public:
+  explicit OpenFileHolder(const std::filesystem::path& path);
+  ~OpenFileHolder();
+  OpenFileHolder(const OpenFileHolder&) = delete;
+  OpenFileHolder& operator=(const OpenFileHolder&) = delete;
+  bool holding() const { return holding_; }
+
+ private:
+  int pid_ = -1;
+  bool holding_ = false;
+};
+
 // The whole contents of a file; empty when it cannot be read.
 std::string readText(const std::filesystem::path& path);
 

@@ -56,6 +56,19 @@ TEST_F(CleanCommandTest, DryRunListsSectionsWithSizesAndRemovesNothing) {
   EXPECT_TRUE(std::filesystem::exists(p("Library/Caches/com.example.app/blob")));
 }
 
+TEST_F(CleanCommandTest, AFixtureReachedThroughALinkIsCleanedLikeTheFolderItself) {
+  testing::TempTree other;
+  other.symlink("fixture", tree.root());
+  const auto result = runProgram(builtProgram("tidyloom"), {"--fixture", other.path("fixture").string(), "--json",
+                                                            "clean", "--yes", "--no-review"});
+  EXPECT_EQ(result.status, 0) << result.out << result.err;
+  const auto report = nlohmann::json::parse(result.out);
+  EXPECT_TRUE(report["failed"].empty()) << result.out;
+  EXPECT_FALSE(report["removed"].empty());
+  EXPECT_FALSE(std::filesystem::exists(p("Library/Caches/com.example.app")));
+  EXPECT_TRUE(std::filesystem::exists(p("Documents/thesis.tex")));
+}
+
 TEST_F(CleanCommandTest, JsonDryRunIsAPreviewReportOfRealCachesOnly) {
   const auto report = preview();
   EXPECT_EQ(report["feature"], "clean");

@@ -18,6 +18,7 @@
 #include "clean/rule_paths.h"
 #include "clean/surface_classification.h"
 #include "clean/system_clean_source.h"
+#include "core/engine_error.h"
 #include "core/locations.h"
 #include "l10n/l10n.h"
 #include "platform/user_dirs.h"
@@ -229,7 +230,7 @@ PreviewReport CleanEngine::preview(const std::vector<SectionRule>& rules, const 
 
   // 2. The rule phases.
   if (!rules.empty()) report(ruleLabel(rules.front().id, surfaces));
-  const auto named = rulePaths(rules, surfaces, roots.home, patterns, stop);
+  const auto named = rulePaths(rules, surfaces, roots.home, patterns, stop, fixtureMode);
   std::vector<std::string> namedPaths;
   for (const auto& entry : named) namedPaths.push_back(entry.path);
   const auto sizes = measureAll(namedPaths, tally, stop);
@@ -301,6 +302,13 @@ PreviewReport CleanEngine::preview(const std::vector<SectionRule>& rules, const 
   const auto snapshot = takeGateSnapshot();
   for (auto& candidate : unique) {
     if (activity.blockReason(candidate.path, roots.home, snapshot.developers)) continue;
+    // One source answers for a path in a run: what it would refuse (a crash report too recent for
+    // the age-gated source, offered by a rule as well) is not offered.
+    try {
+      assertSourceAccepts(candidate.path);
+    } catch (const EngineError&) {
+      continue;
+    }
     auto gate = appGate(candidate.path, snapshot);
     // A file a running program has open (a log being written, a cache in use) stays.
     if (gate.gate == Gate::clear) {

@@ -28,6 +28,16 @@ void failEach(RunReport& report, const std::vector<std::string>& paths, const st
 
 }  // namespace
 
+void CleanEngine::assertSourceAccepts(const std::string& path) const {
+  const auto manager =
+      std::find_if(managers.begin(), managers.end(), [&](const auto& source) { return source->manages(path); });
+  if (manager != managers.end()) {
+    (*manager)->assertRemovableNow(path);
+  } else if (isSystemPath(path) && system) {
+    system->assertRemovableNow(path);
+  }
+}
+
 void CleanEngine::revalidate(const std::string& path, const GateSnapshot& snapshot,
                              const std::vector<std::string>& ruleSet) const {
   // An application's configuration folder gives up only its rebuildable caches, whoever offers it.
@@ -36,11 +46,11 @@ void CleanEngine::revalidate(const std::string& path, const GateSnapshot& snapsh
   }
   const auto manager =
       std::find_if(managers.begin(), managers.end(), [&](const auto& source) { return source->manages(path); });
-  if (manager != managers.end()) {
-    (*manager)->assertRemovableNow(path);
-    if (const auto reason = (*manager)->blockReason(path, roots.home)) throw EngineError::protection(*reason);
-  } else if (isSystemPath(path) && system) {
-    system->assertRemovableNow(path);
+  if (manager != managers.end() || (isSystemPath(path) && system)) {
+    assertSourceAccepts(path);
+    if (manager != managers.end()) {
+      if (const auto reason = (*manager)->blockReason(path, roots.home)) throw EngineError::protection(*reason);
+    }
   } else if (!std::binary_search(ruleSet.begin(), ruleSet.end(), path)) {
     // Nothing would offer this path now: an edited plan, or the disk changed since the preview.
     throw EngineError::protection(L10n::translate("该路径已不是可清理的候选项，请重新扫描"));
@@ -94,7 +104,7 @@ RunReport CleanEngine::run(const std::vector<std::string>& paths, const std::vec
   const auto snapshot = takeGateSnapshot();
   // What the rules would offer now, for the paths no source answers for.
   std::vector<std::string> ruleSet;
-  for (auto& entry : rulePaths(config.cleanRules, allSurfaces(), roots.home, patterns, stop)) {
+  for (auto& entry : rulePaths(config.cleanRules, allSurfaces(), roots.home, patterns, stop, fixtureMode)) {
     ruleSet.push_back(std::move(entry.path));
   }
   std::sort(ruleSet.begin(), ruleSet.end());

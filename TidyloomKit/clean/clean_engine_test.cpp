@@ -26,6 +26,8 @@ ScanRuleConfig fixtureConfig() {
   config.cleanRules = {
       SectionRule{"userCaches", {}, {"Library/Caches/*"}, {}, false},
       SectionRule{"userLogs", {"Library/Logs"}, {}, {}, true},
+      // The age-gated source owns this folder as well: it decides.
+      SectionRule{"crashReporter", {}, {"Library/Application Support/CrashReporter/*"}, {}, false},
       SectionRule{
           "devCaches", {".npm/_cacache", "Library/Developer/Xcode/DerivedData", "Library/Caches"}, {}, {}, false},
   };
@@ -153,6 +155,40 @@ TEST_F(CleanEngineTest, WildcardWhitelistEntryOpensUpOnlyTheFoldersThatHoldAMatc
                                     [&](const FailedPath& f) { return f.path == p("Library/Caches/com.keep"); });
   ASSERT_NE(refused, report2.failed.end());
   EXPECT_EQ(refused->reason, "路径包含白名单内容，拒绝删除");
+}
+
+TEST_F(CleanEngineTest, APathTheRunWouldRefuseIsNeverOffered) {
+  tree.file("Library/Application Support/CrashReporter/fresh.plist", 1000);
+  const auto report = engine().preview();
+  const auto paths = pathsOf(report.candidates);
+  EXPECT_EQ(std::find(paths.begin(), paths.end(), p("Library/Application Support/CrashReporter/fresh.plist")),
+            paths.end());
+  EXPECT_EQ(std::count(paths.begin(), paths.end(), p("Library/Application Support/CrashReporter/old.plist")), 1);
+  // Everything offered goes through.
+  const auto run = engine().run(paths);
+  EXPECT_TRUE(run.failed.empty()) << run.failed.front().path << ": " << run.failed.front().reason;
+  EXPECT_EQ(run.removed.size(), paths.size());
+}
+
+TEST_F(CleanEngineTest, AFixtureEngineNeverLooksAtAnAbsoluteRulePathOutsideItsTree) {
+  testing::TempTree outside;
+  outside.file("cache/blob", 4000);
+  auto config = fixtureConfig();
+  config.cleanRules.push_back(SectionRule{"userCaches", {}, {}, {outside.path("cache").string()}, false});
+  const auto locations = Locations::fixture(tree.root());
+  CleanEngine::Setup setup;
+  setup.roots = locations.roots;
+  setup.whitelistFile = locations.applicationSupport / "whitelist.json";
+  setup.config = config;
+  setup.trash = folderTrash(*locations.fixtureTrash);
+  setup.fixture = true;
+  const CleanEngine fixtureEngine(std::move(setup));
+  for (const auto& path : pathsOf(fixtureEngine.preview().candidates)) {
+    EXPECT_TRUE(path.starts_with(tree.root().string() + "/")) << path;
+  }
+  const auto run = fixtureEngine.run({outside.path("cache").string()});
+  EXPECT_TRUE(run.removed.empty());
+  EXPECT_TRUE(std::filesystem::exists(outside.path("cache/blob")));
 }
 
 TEST_F(CleanEngineTest, FilesAProgramHoldsOpenAreHeldAndRefused) {

@@ -63,8 +63,9 @@ bool holdsProtectedContent(const std::string& folder, const std::vector<std::str
 
 std::vector<RulePath> rulePaths(const std::vector<SectionRule>& rules, const SurfaceSet& surfaces,
                                 const std::filesystem::path& home, const std::vector<std::string>& whitelist,
-                                const CancellationToken& stop) {
+                                const CancellationToken& stop, bool confinedToHome) {
   Collector collector(surfaces, whitelist, stop);
+  const std::string homeText = home.lexically_normal().string();
   for (const auto& rule : rules) {
     if (!meets(surfacesOfRule(rule.id), surfaces)) continue;
     std::vector<std::filesystem::path> named;
@@ -72,7 +73,11 @@ std::vector<RulePath> rulePaths(const std::vector<SectionRule>& rules, const Sur
     for (const auto& pattern : rule.relativePathPatterns) {
       for (auto& match : expandRelativePathPattern(pattern, home)) named.push_back(std::move(match));
     }
-    for (const auto& absolute : rule.absolutePaths) named.emplace_back(absolute);
+    for (const auto& absolute : rule.absolutePaths) {
+      const std::string text = std::filesystem::path(absolute).lexically_normal().string();
+      if (confinedToHome && text != homeText && !text.starts_with(homeText + "/")) continue;
+      named.emplace_back(absolute);
+    }
     for (const auto& path : named) {
       if (stop.stop_requested()) return collector.take();
       const auto facts = entryFacts(path);

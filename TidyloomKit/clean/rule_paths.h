@@ -24,10 +24,11 @@ struct RulePath {
 // - a whitelisted path is dropped, and a folder with whitelisted content inside is opened up;
 // - a "devCaches" folder that may hold package caches is opened up so that each cache is filed
 //   under its own surface;
-// - symbolic links are never gone through, and a path is listed once.
+// - symbolic links are never gone through, and a path is listed once;
+// - with `confinedToHome` (a fixture tree) an absolute path outside the home is not even looked at.
 std::vector<RulePath> rulePaths(const std::vector<SectionRule>& rules, const SurfaceSet& surfaces,
                                 const std::filesystem::path& home, const std::vector<std::string>& whitelist,
-                                const CancellationToken& stop);
+                                const CancellationToken& stop, bool confinedToHome = false);
 
 // True when something strictly inside `folder` is whitelisted (or could not be looked at).
 bool holdsProtectedContent(const std::string& folder, const std::vector<std::string>& whitelist);

@@ -15,7 +15,12 @@ Locations Locations::live() {
   return out;
 }
 
-Locations Locations::fixture(const std::filesystem::path& dir) {
+Locations Locations::fixture(const std::filesystem::path& given) {
+  // Every path of the run is compared with these: a DIR reached through a link must read the same
+  // as the paths the walks find in it.
+  std::error_code error;
+  std::filesystem::path dir = std::filesystem::weakly_canonical(std::filesystem::absolute(given), error);
+  if (error) dir = std::filesystem::absolute(given).lexically_normal();
   Locations out;
   out.roots = ScanRoots::fixture(dir);
   out.applicationSupport = dir / "Library" / "Application Support" / "Tidyloom";

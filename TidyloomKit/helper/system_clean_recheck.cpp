@@ -1,6 +1,7 @@
 // The re-check at removal time: the path must still be one the scan would offer, reached without
 // any symbolic link from its section's root.
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -65,7 +66,9 @@ Judgement judgeNow(const Section& section, const std::vector<std::string>& compo
   }
   if (verdict != Verdict::offered) return {Outcome::mismatch, verdict};
   if (FileMeasure::byteSize(current) < 1) return {Outcome::mismatch, Verdict::tooNew};
-  if (platform::regularFileOpenState(current) != platform::OpenState::closed) {
+  // Root can always ask; a process that cannot ask leaves the last word to the one that removes.
+  const auto open = platform::regularFileOpenState(current);
+  if (open == platform::OpenState::held || (open == platform::OpenState::unknown && ::geteuid() == 0)) {
     return {Outcome::mismatch, Verdict::inUse};
   }
   return {Outcome::offered, verdict};

@@ -17,6 +17,7 @@
 #include "core/json_coding.h"
 #include "helper/privileged_helper.h"
 #include "helper/privileged_helper_client.h"
+#include "interrupt.h"
 #include "l10n/l10n.h"
 #include "output.h"
 #include "platform/helper_host.h"
@@ -98,6 +99,7 @@ void addPrivilegedRoutes(CleanEngine::Setup& setup, const std::vector<std::strin
   }
   if (::geteuid() == 0) return;
   auto runner = std::make_shared<PrivilegedRunner>(PrivilegedRunner::live());
+  runner->stop = interruptToken();
   const ScanRoots roots = setup.roots;
   setup.adminRemover = [runner, roots, removalCommand](const std::vector<std::string>& paths,
                                                        const Remover::BeforeRemoval& recheck) {
@@ -248,16 +250,28 @@ int runSelection(Context& context, const CleanEngine& engine, const CleanOptions
   auto& progress = context.progress();
   size_t done = 0;
   const auto total = selection.paths.size();
-  const RunReport report = engine.run(
-      selection.paths, selection.ownerCaches,
-      [&](const RemovalEvent& event) {
-        if (const auto* finished = std::get_if<RemovalFinished>(&event)) {
-          ++done;
-          progress.update(L10n::translate("正在清理"), done, static_cast<double>(done) / static_cast<double>(total),
-                          finished->path);
-        }
-      },
-      context.stopToken());
+  RunReport report;
+  try {
+    report = engine.run(
+        selection.paths, selection.ownerCaches,
+        [&](const RemovalEvent& event) {
+          if (const auto* finished = std::get_if<RemovalFinished>(&event)) {
+            ++done;
+            progress.update(L10n::translate("正在清理"), done, static_cast<double>(done) / static_cast<double>(total),
+                            finished->path);
+          }
+        },
+        context.stopToken());
+  } catch (const EngineError& error) {
+    // The whole run was refused before anything was removed (a tool cache changed since the
+    // preview): every kept item is reported with the reason, as one document.
+    progress.clear();
+    if (!context.json()) throw;
+    for (const auto& path : selection.paths) report.failed.push_back({path, error.message()});
+    for (const auto& plan : selection.ownerCaches) report.failed.push_back({plan.task, error.message()});
+    context.printJson(report);
+    return kExitFailure;
+  }
   progress.clear();
   recordRun(context, "clean", engine.mode, report, scannedFiles);
   if (context.json()) {
@@ -265,7 +279,7 @@ int runSelection(Context& context, const CleanEngine& engine, const CleanOptions
   } else {
     printRunReport(report);
   }
-  return report.failed.empty() ? kExitOk : kExitFailure;
+  return runExitStatus(context, report);
 }
 
 int handle(Context& context, const CleanOptions& options) {

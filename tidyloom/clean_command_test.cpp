@@ -5,6 +5,8 @@
 
 #include "testing/temp_tree.h"
 
+#include <filesystem>
+
 namespace tidyloom {
 namespace {
 
@@ -157,6 +159,26 @@ TEST_F(CleanCommandTest, TrashKeepsWhatWasRemovedInTheFixtureTrash) {
   ASSERT_EQ(result.status, 0) << result.err;
   EXPECT_FALSE(std::filesystem::exists(p("Library/Logs/app.log")));
   EXPECT_TRUE(std::filesystem::exists(p(".Trash/app.log")));
+}
+
+TEST(CleanInterruptTest, CtrlCDuringTheRunPrintsThePartialReportAndRecordsIt) {
+  testing::TempTree tree;
+  for (int i = 0; i < 600; ++i) {
+    for (int j = 0; j < 4; ++j) tree.file("Library/Caches/app" + std::to_string(i) + "/f" + std::to_string(j), 100);
+  }
+  const auto result = testing::runProgramInterrupted(
+      builtProgram("tidyloom"), {"--fixture", tree.root().string(), "--json", "clean", "--yes", "--no-review"},
+      [&] { return !std::filesystem::exists(tree.path("Library/Caches/app0")); });
+  ASSERT_EQ(result.status, 130) << result.err;
+  const auto report = nlohmann::json::parse(result.out);  // one document
+  EXPECT_TRUE(report["interrupted"].get<bool>());
+  const auto removed = report["removed"].get<std::vector<std::string>>();
+  EXPECT_FALSE(removed.empty());
+  EXPECT_TRUE(std::filesystem::exists(tree.path("Library/Caches/app599/f0")));
+  const auto history = runProgram(builtProgram("tidyloom"), {"--fixture", tree.root().string(), "--json", "history"});
+  const auto entries = nlohmann::json::parse(history.out);
+  ASSERT_EQ(entries.size(), 1u) << history.out;
+  EXPECT_EQ(entries[0]["itemCount"], removed.size() + report["failed"].size());
 }
 
 }  // namespace

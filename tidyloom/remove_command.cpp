@@ -130,21 +130,12 @@ int removePaths(Context& context, const RemoveOptions& options) {
       ++done;
     }
   };
-  RunReport report;
-  try {
-    report = remover.remove(targets, mode, context.locations().roots, scope, options.stopOnFailure);
-  } catch (const EngineError& e) {
-    if (!e.isCancelled()) throw;
-    context.progress().clear();
-    context.note(
-        L10n::translate("已中断：%@ 项中已处理 %@ 项。", {std::to_string(targets.size()), std::to_string(done)}));
-    return kExitInterrupted;
-  }
+  const RunReport report = remover.remove(targets, mode, context.locations().roots, scope, options.stopOnFailure);
   context.progress().clear();
   refused.merge(report);
   recordRun(context, "remove", mode, refused, remover.tally->files());
   printReport(context, refused, mode);
-  return refused.failed.empty() ? kExitOk : kExitFailure;
+  return runExitStatus(context, refused);
 }
 
 }  // namespace

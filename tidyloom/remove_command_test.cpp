@@ -146,5 +146,41 @@ TEST(RemoveCommandLive, ItemsGoToTheFreedesktopTrashOfTheDataFolder) {
   EXPECT_FALSE(fs::exists(file));
 }
 
+// Ctrl-C in the middle of a long removal: the path in hand finishes, the partial report is printed
+// as one document marked interrupted, and the history records what was handled.
+TEST(RemoveInterruptTest, CtrlCPrintsThePartialReportAndRecordsItInTheHistory) {
+  testing::TempTree tree;
+  std::vector<std::string> arguments{"--fixture", tree.root().string(), "--json", "remove", "--yes", "--permanent"};
+  for (int i = 0; i < 4000; ++i) {
+    const std::string folder = "work/f" + std::to_string(i);
+    for (int j = 0; j < 4; ++j) tree.file(folder + "/file" + std::to_string(j), 10);
+    arguments.push_back(tree.path(folder).string());
+  }
+  const auto result = testing::runProgramInterrupted(builtProgram("tidyloom"), arguments,
+                                                     [&] { return !std::filesystem::exists(tree.path("work/f20")); });
+  ASSERT_EQ(result.status, 130) << result.err;
+  const auto report = nlohmann::json::parse(result.out);
+  EXPECT_TRUE(report["interrupted"].get<bool>());
+  const auto removed = report["removed"].get<std::vector<std::string>>();
+  EXPECT_GE(removed.size(), 21u);
+  EXPECT_LT(removed.size(), 4000u);
+  for (const auto& path : removed) EXPECT_FALSE(std::filesystem::exists(path)) << path;
+  // Nothing is gone that the report does not name, and nothing is half gone.
+  size_t gone = 0;
+  for (size_t i = 6; i < arguments.size(); ++i) {
+    if (!std::filesystem::exists(arguments[i])) {
+      ++gone;
+    } else {
+      EXPECT_EQ(std::distance(std::filesystem::directory_iterator(arguments[i]), {}), 4) << arguments[i];
+    }
+  }
+  EXPECT_EQ(gone, removed.size());
+
+  const auto history = runProgram(builtProgram("tidyloom"), {"--fixture", tree.root().string(), "--json", "history"});
+  const auto entries = nlohmann::json::parse(history.out);
+  ASSERT_EQ(entries.size(), 1u) << history.out;
+  EXPECT_EQ(entries[0]["itemCount"], removed.size() + report["failed"].size());
+}
+
 }  // namespace
 }  // namespace tidyloom

@@ -69,4 +69,13 @@ void recordRun(Context& context, const std::string& feature, RemovalMode mode, c
   }
 }
 
+int runExitStatus(const Context& context, const RunReport& report) {
+  if (report.interrupted) {
+    context.warn(L10n::translate("已中断：处理了 %@ 项，其余未处理",
+                                 {std::to_string(report.removed.size() + report.failed.size())}));
+    return kExitInterrupted;
+  }
+  return report.failed.empty() ? kExitOk : kExitFailure;
+}
+
 }  // namespace tidyloom::cli

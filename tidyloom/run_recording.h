@@ -21,4 +21,8 @@ inline constexpr const char* kRunStatusFailed = "failed";
 void recordRun(Context& context, const std::string& feature, RemovalMode mode, const RunReport& report,
                std::uint64_t scannedFiles);
 
+// The exit status of a finished or stopped run: 130 when stopped, 1 when a path failed, else 0.
+// A stopped run also says on standard error how far it got.
+int runExitStatus(const Context& context, const RunReport& report);
+
 }  // namespace tidyloom::cli

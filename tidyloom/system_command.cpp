@@ -128,7 +128,7 @@ int remove(Context& context, const SystemOptions& options) {
   const RunReport report = removeSystemPaths(context, paths, options.viaHelper);
   recordRun(context, "system", RemovalMode::permanent, report, 0);
   printRunReport(context, report);
-  return report.failed.empty() ? kExitOk : kExitFailure;
+  return runExitStatus(context, report);
 }
 
 }  // namespace

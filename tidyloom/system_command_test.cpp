@@ -92,6 +92,27 @@ TEST_F(SystemScanCommandTest, RemovalRechecksEachPathAgainstTheScanRules) {
   EXPECT_TRUE(std::filesystem::exists(touched));
 }
 
+TEST_F(SystemScanCommandTest, CtrlCDuringARemovalKeepsTheRecordOfWhatWasHandled) {
+  std::vector<std::string> arguments{"--fixture", tree.root().string(), "--json", "system", "remove", "--yes"};
+  for (int i = 0; i < 200; ++i) {
+    const std::string relative = "private/var/log/old" + std::to_string(i) + ".log";
+    old(relative);
+    arguments.push_back(tree.path(relative).string());
+  }
+  const auto result = testing::runProgramInterrupted(builtProgram("tidyloom"), arguments,
+                                                     [&] { return !std::filesystem::exists(arguments[6]); });
+  ASSERT_EQ(result.status, 130) << result.err;
+  const auto report = nlohmann::json::parse(result.out);
+  EXPECT_TRUE(report["interrupted"].get<bool>());
+  const auto removed = report["removed"].get<std::vector<std::string>>();
+  EXPECT_FALSE(removed.empty());
+  EXPECT_LT(removed.size(), 200u);
+  EXPECT_TRUE(report["failed"].empty()) << result.out;
+  EXPECT_TRUE(std::filesystem::exists(arguments.back()));
+  const auto history = runProgram(builtProgram("tidyloom"), {"--fixture", tree.root().string(), "--json", "history"});
+  EXPECT_EQ(nlohmann::json::parse(history.out).at(0)["itemCount"], removed.size());
+}
+
 TEST_F(SystemScanCommandTest, EmptyTreeSaysSoAndMissingSubcommandIsAUsageError) {
   EXPECT_EQ(scan().out, "No system files to clean were found\n");
   EXPECT_EQ(runProgram(builtProgram("tidyloom"), {"system"}).status, 2);

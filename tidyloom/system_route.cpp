@@ -28,7 +28,7 @@ std::unique_ptr<PrivilegedHelperClient> requireHelperClient(const Context& conte
 }
 
 RunReport removeSystemPaths(const Context& context, const std::vector<std::string>& paths, bool viaHelper) {
-  if (viaHelper) return requireHelperClient(context)->removeSystemPaths(paths);
+  if (viaHelper) return requireHelperClient(context)->removeSystemPaths(paths, context.stopToken());
   const ScanRoots& roots = context.locations().roots;
   // A fixture tree is shaped like macOS whatever the host, and is re-checked with the macOS names.
   const auto scanner = context.fixtureMode() ? systemCleanScanSource(roots, PrivilegedHelperService::kMaxAgeDays,
@@ -39,11 +39,13 @@ RunReport removeSystemPaths(const Context& context, const std::vector<std::strin
     // No privileged route in fixture mode: the same batch runs as the current user.
     RecordingPrivilegedRunner runner;
     runner.executeAdminCommands = true;
+    runner.stop = context.stopToken();
     const auto protection = ProtectionLayer::forFixture(*context.locations().fixtureRoot);
     return AdminPathRemover(runner, adminRemovalCommand(context, true), protection)
         .remove(paths, roots, RemovalScope::userData, recheck);
   }
   PrivilegedRunner runner = PrivilegedRunner::live();
+  runner.stop = context.stopToken();
   return AdminPathRemover(runner, adminRemovalCommand(context, true))
       .remove(paths, roots, RemovalScope::userData, recheck);
 }

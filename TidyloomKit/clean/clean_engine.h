@@ -98,8 +98,9 @@ class CleanEngine {
   // Paths of a full preview relative to the home, for dry listings.
   std::vector<std::string> previewRelativePaths() const;
 
-  // Removes the kept paths after re-checking each, and runs the kept tool-cache plans. Throws
-  // EngineError: cancelled, or the tool-cache mismatch that aborts the whole run.
+  // Removes the kept paths after re-checking each, and runs the kept tool-cache plans. A stop ends
+  // the run after the path in hand; the report then holds what was handled, marked interrupted.
+  // Throws EngineError only for the tool-cache mismatch that aborts the whole run.
   RunReport run(const std::vector<std::string>& paths, const std::vector<OwnerCachePlan>& ownerCaches,
                 const RemovalProgress& progress = {}, const CancellationToken& stop = {}) const;
   RunReport run(const std::vector<std::string>& paths) const { return run(paths, {}, {}); }

@@ -114,11 +114,13 @@ RunReport CleanEngine::run(const std::vector<std::string>& paths, const std::vec
   userRemover.cancellation = stop;
   report.merge(userRemover.remove(userPaths, mode, roots, RemovalScope::userData, false,
                                   [&](const std::string& path) { revalidate(path, snapshot, ruleSet); }));
-  if (!systemPaths.empty()) report.merge(removeSystemPaths(systemPaths, snapshot, progress, stop));
-  if (!ownerCaches.empty()) {
-    throwIfCancelled(stop);
-    report.merge(ownerCleaner.run(ownerCaches, patterns));
-  }
+  // After a stop nothing more is started; what was handled is reported.
+  const auto stopped = [&] {
+    report.interrupted = report.interrupted || stop.stop_requested();
+    return report.interrupted;
+  };
+  if (!systemPaths.empty() && !stopped()) report.merge(removeSystemPaths(systemPaths, snapshot, progress, stop));
+  if (!ownerCaches.empty() && !stopped()) report.merge(ownerCleaner.run(ownerCaches, patterns));
   return report;
 }
 
@@ -130,7 +132,7 @@ RunReport CleanEngine::removeSystemPaths(const std::vector<std::string>& paths, 
   if (systemHelper) {
     // The daemon checks every path again itself before it deletes anything.
     try {
-      return systemHelper->removeSystemPaths(paths);
+      return systemHelper->removeSystemPaths(paths, stop);
     } catch (const EngineError& e) {
       if (e.isCancelled()) throw;
       failEach(report, paths, e.message());

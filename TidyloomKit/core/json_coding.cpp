@@ -23,11 +23,8 @@ void to_json(nlohmann::json& j, RemovalScope value) { j = rawValue(value); }
 void to_json(nlohmann::json& j, const RunReport& value) {
   nlohmann::json outcomes = nlohmann::json::object();
   for (const auto& [task, outcome] : value.taskOutcomes) outcomes[task] = outcome;
-  j = {{"removed", value.removed},
-       {"failed", value.failed},
-       {"freedBytes", value.freedBytes},
-       {"notes", value.notes},
-       {"taskOutcomes", outcomes}};
+  j = {{"removed", value.removed}, {"failed", value.failed},   {"freedBytes", value.freedBytes},
+       {"notes", value.notes},     {"taskOutcomes", outcomes}, {"interrupted", value.interrupted}};
 }
 void from_json(const nlohmann::json& j, RunReport& value) {
   value = {};
@@ -36,6 +33,7 @@ void from_json(const nlohmann::json& j, RunReport& value) {
   if (j.contains("freedBytes")) j.at("freedBytes").get_to(value.freedBytes);
   if (j.contains("notes")) j.at("notes").get_to(value.notes);
   if (j.contains("taskOutcomes")) j.at("taskOutcomes").get_to(value.taskOutcomes);
+  if (j.contains("interrupted")) j.at("interrupted").get_to(value.interrupted);
 }
 
 void to_json(nlohmann::json& j, const CleanupCandidate& value) {

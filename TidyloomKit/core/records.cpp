@@ -50,6 +50,7 @@ void RunReport::merge(const RunReport& other) {
   freedBytes += other.freedBytes;
   notes.insert(notes.end(), other.notes.begin(), other.notes.end());
   for (const auto& [task, outcome] : other.taskOutcomes) taskOutcomes[task] = outcome;
+  interrupted = interrupted || other.interrupted;
 }
 
 const char* rawValue(RemovalMode mode) { return nameOf(kModes, mode); }

@@ -35,8 +35,10 @@ struct RunReport {
   std::uint64_t freedBytes = 0;
   std::vector<std::string> notes;
   std::map<std::string, TaskOutcome> taskOutcomes;
+  // The run was stopped (Ctrl-C): the lists hold only the paths handled before it stopped.
+  bool interrupted = false;
 
-  // Appends another report: lists concatenate, bytes add, outcomes of the other win.
+  // Appends another report: lists concatenate, bytes add, outcomes of the other win, a stop stays.
   void merge(const RunReport& other);
   bool operator==(const RunReport&) const = default;
 };

@@ -20,6 +20,9 @@ class HelperLink {
   virtual bool send(const HelperRequest& request, ReplyHandler reply, ErrorHandler error) = 0;
   // Drops the connection and waits until no handler can run any more.
   virtual void invalidate() = 0;
+  // Tells the daemon that nothing more will be asked: it stops a removal after the path in hand
+  // and still answers with what it did.
+  virtual void finishEarly() {}
 };
 
 using HelperLinkFactory = std::function<std::unique_ptr<HelperLink>()>;

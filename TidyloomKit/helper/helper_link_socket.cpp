@@ -41,6 +41,11 @@ class SocketHelperLink : public HelperLink {
     return true;
   }
 
+  void finishEarly() override {
+    std::lock_guard guard(lock_);
+    if (fd_ >= 0) (void)::shutdown(fd_, SHUT_WR);  // the daemon reads an end; the reply can still come
+  }
+
   void invalidate() override {
     {
       std::lock_guard guard(lock_);

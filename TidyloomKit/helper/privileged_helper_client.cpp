@@ -25,7 +25,8 @@ std::unique_ptr<PrivilegedHelperClient> PrivilegedHelperClient::liveIfEnabled(co
       *requirement, [endpoint = facts.endpoint] { return makeSocketHelperLink(endpoint); });
 }
 
-std::string PrivilegedHelperClient::call(std::chrono::milliseconds timeout, const HelperRequest& request) const {
+std::string PrivilegedHelperClient::call(std::chrono::milliseconds timeout, const HelperRequest& request,
+                                         const CancellationToken& stop) const {
   const auto link = links_();
   // Shared with the link's handlers, which may still fire after this call has given up.
   const auto box = std::make_shared<ReplyBox>();
@@ -40,7 +41,13 @@ std::string PrivilegedHelperClient::call(std::chrono::milliseconds timeout, cons
     if (link) link->invalidate();
     throw EngineError::io(L10n::translate("无法连接系统权限助手"));
   }
-  const auto outcome = box->wait(std::chrono::steady_clock::now() + timeout);
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  // A stop is passed on once (looked at every 100 ms); the answer is still awaited.
+  while (!stop.stop_requested() && std::chrono::steady_clock::now() < deadline) {
+    if (box->waitUntil(std::min(deadline, std::chrono::steady_clock::now() + std::chrono::milliseconds(100)))) break;
+  }
+  if (stop.stop_requested()) link->finishEarly();
+  const auto outcome = box->wait(deadline);
   link->invalidate();
   if (const auto* data = std::get_if<ReplyBox::Data>(&outcome)) return data->bytes;
   if (const auto* failure = std::get_if<ReplyBox::Failure>(&outcome)) {
@@ -58,7 +65,8 @@ std::vector<CleanupCandidate> PrivilegedHelperClient::scanSystem(bool includesRe
   return candidates;
 }
 
-RunReport PrivilegedHelperClient::removeSystemPaths(const std::vector<std::string>& paths) {
+RunReport PrivilegedHelperClient::removeSystemPaths(const std::vector<std::string>& paths,
+                                                    const CancellationToken& stop) {
   const auto language = std::string(rawValue(L10n::currentLanguage()));
   RunReport report;
   // The daemon takes a bounded request; a longer list goes as several, whose reports are merged.
@@ -72,11 +80,24 @@ RunReport PrivilegedHelperClient::removeSystemPaths(const std::vector<std::strin
       bytes += cost;
       request.paths.push_back(paths[start]);
     }
-    auto removal = decodeRemoval(call(kRemoveTimeout, request));
+    if (stop.stop_requested()) {
+      report.interrupted = true;
+      break;
+    }
+    auto removal = decodeRemoval(call(kRemoveTimeout, request, stop));
     report.removed.insert(report.removed.end(), removal.removed.begin(), removal.removed.end());
-    for (auto& failure : removal.failed) report.failed.push_back({std::move(failure.path), std::move(failure.reason)});
+    // Paths the daemon never started on after a stop were not handled at all.
+    const std::string notStarted = L10n::translate("删除已停止，未处理此路径");
+    for (auto& failure : removal.failed) {
+      if (stop.stop_requested() && failure.reason == notStarted) {
+        report.interrupted = true;
+        continue;
+      }
+      report.failed.push_back({std::move(failure.path), std::move(failure.reason)});
+    }
     report.freedBytes += removal.freedBytes;
   }
+  report.interrupted = report.interrupted || stop.stop_requested();
   return report;
 }
 

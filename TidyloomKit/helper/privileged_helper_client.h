@@ -28,10 +28,12 @@ class PrivilegedHelperClient : public SystemCleanHelping {
 
   std::vector<CleanupCandidate> scanSystem(bool includesRebuildableCaches) override;
   // Sends the current display language so the daemon's reasons come back in it.
-  RunReport removeSystemPaths(const std::vector<std::string>& paths) override;
+  RunReport removeSystemPaths(const std::vector<std::string>& paths, const CancellationToken& stop) override;
 
   // One request and its reply bytes, waiting at most `timeout`. Throws EngineError::io.
-  std::string call(std::chrono::milliseconds timeout, const HelperRequest& request) const;
+  // `stop`, once requested, half-closes the link; the reply is still awaited.
+  std::string call(std::chrono::milliseconds timeout, const HelperRequest& request,
+                   const CancellationToken& stop = {}) const;
 
   const std::string& requirement() const { return requirement_; }
 

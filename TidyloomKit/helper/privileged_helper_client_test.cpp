@@ -83,7 +83,7 @@ TEST_F(PrivilegedHelperClientTest, RemovalSendsTheCurrentLanguageAndReturnsTheRe
   auto c = client([](const HelperRequest&, auto reply, auto) {
     reply(encodeRemoval({{"/a"}, {{"/b", "refused"}}, 42}), std::nullopt);
   });
-  const RunReport report = c.removeSystemPaths({"/a", "/b"});
+  const RunReport report = c.removeSystemPaths({"/a", "/b"}, {});
   EXPECT_EQ(report.removed, std::vector<std::string>{"/a"});
   EXPECT_EQ(report.failed, (std::vector<FailedPath>{{"/b", "refused"}}));
   EXPECT_EQ(report.freedBytes, 42u);

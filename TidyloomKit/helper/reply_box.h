@@ -35,6 +35,13 @@ class ReplyBox {
     condition_.notify_all();
   }
 
+  // Waits for an answer until `until`, leaving the box open when none came.
+  std::optional<Outcome> waitUntil(std::chrono::steady_clock::time_point until) {
+    std::unique_lock guard(lock_);
+    condition_.wait_until(guard, until, [&] { return outcome_.has_value(); });
+    return outcome_;
+  }
+
   // Waits for an answer until `deadline`; past it the outcome becomes (and stays) TimedOut.
   Outcome wait(std::chrono::steady_clock::time_point deadline) {
     std::unique_lock guard(lock_);

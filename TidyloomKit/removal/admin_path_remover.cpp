@@ -47,6 +47,11 @@ RunReport AdminPathRemover::removeBatch(const std::vector<BatchPlan>& plans, con
   std::vector<Pending> pending;
   for (const auto& plan : plans) {
     for (const auto& path : plan.paths) {
+      // A stop leaves the paths not yet checked out of the run altogether.
+      if (runner_.stop.stop_requested()) {
+        report.interrupted = true;
+        break;
+      }
       try {
         if (containsControlCharacter(path)) {
           throw EngineError::protection(L10n::translate("路径包含控制字符：%@", {path}));
@@ -65,7 +70,10 @@ RunReport AdminPathRemover::removeBatch(const std::vector<BatchPlan>& plans, con
         steps.push_back({std::to_string(steps.size() + 1), stepCommand(path, plan.scope, identity)});
         pending.push_back({path, size});
       } catch (const EngineError& error) {
-        if (error.isCancelled()) throw;
+        if (error.isCancelled()) {
+          report.interrupted = true;
+          break;
+        }
         report.failed.push_back({path, error.message()});
       }
     }
@@ -76,7 +84,9 @@ RunReport AdminPathRemover::removeBatch(const std::vector<BatchPlan>& plans, con
     const auto& [path, size] = pending[i];
     const auto error = errors.find(steps[i].id);
     const auto found = lookUp(path);
-    if (error != errors.end()) {
+    if (error != errors.end() && error->second == L10n::translate(kStepStopped)) {
+      report.interrupted = true;  // never started: not handled
+    } else if (error != errors.end()) {
       report.failed.push_back({path, L10n::translate("管理员删除失败：%@", {error->second})});
     } else if (!found) {
       report.failed.push_back({path, L10n::translate("管理员删除后文件仍存在")});

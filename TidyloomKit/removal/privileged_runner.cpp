@@ -22,6 +22,8 @@ namespace {
 
 // Marks where each step's standard error starts in the shared error file.
 constexpr std::string_view kStepMarker = "@@tidyloom-step ";
+// The status recorded for a step skipped after a stop; no removal command exits with it.
+constexpr int kSkippedStatus = 199;
 
 [[noreturn]] void authError(const AdminShellSession::Reply& reply) {
   if (reply.code == -128) throw EngineError::io(L10n::translate("已取消管理员授权"));
@@ -109,37 +111,56 @@ AdminStepErrors PrivilegedRunner::runAdminBatch(const std::vector<AdminStep>& st
     (void)::unlink(progressFile.c_str());
     throw EngineError::io(L10n::translate("无法创建授权进度文件"));
   }
+  // Made by this process when a stop is requested: the steps not yet started see it and are skipped.
+  const std::string stopFile = stem + ".stop";
   std::string command;
   for (const auto& step : steps) {
+    command += "if [ -e " + shellQuoted(stopFile) + " ]; then echo " + shellQuoted(step.id) + " " +
+               std::to_string(kSkippedStatus) + " >>" + shellQuoted(progressFile) + "; else ";
     command += "echo " + shellQuoted(std::string(kStepMarker) + step.id) + " >>" + shellQuoted(errorFile) + "; ";
     // A subshell keeps the redirections on the whole step, whatever shape its command has, and
     // keeps an "exit" inside it from ending the batch.
     command += "( " + step.command + "\n) >/dev/null 2>>" + shellQuoted(errorFile);
     // The step's exit status travels with its id: it alone says whether the step failed.
-    command += "; echo " + shellQuoted(step.id) + " $? >>" + shellQuoted(progressFile) + "; ";
+    command += "; echo " + shellQuoted(step.id) + " $? >>" + shellQuoted(progressFile) + "; fi; ";
   }
   command += "exit 0";
+  bool stopAsked = false;
+  const auto askStop = [&] {
+    if (stopAsked || !stop.stop_requested()) return;
+    stopAsked = createPrivateFile(stopFile);
+  };
 
   std::string::size_type offset = 0;
   std::map<std::string, int> finished;
   AdminShellSession::Reply reply;
   try {
-    reply = session_->run(command, [&] { drainProgress(progressFile, offset, finished, onStepFinished); });
+    reply = session_->run(command, [&] {
+      askStop();
+      drainProgress(progressFile, offset, finished, onStepFinished);
+    });
   } catch (...) {
     (void)::unlink(progressFile.c_str());
     (void)::unlink(errorFile.c_str());
+    (void)::unlink(stopFile.c_str());
     throw;
   }
   drainProgress(progressFile, offset, finished, onStepFinished);
   const AdminStepErrors written = stepErrors(errorFile);
   (void)::unlink(progressFile.c_str());
   (void)::unlink(errorFile.c_str());
+  (void)::unlink(stopFile.c_str());
   if (reply.code != 0) authError(reply);
   // A step failed when its status says so (or it never finished); what it wrote says why.
   AdminStepErrors errors;
   for (const auto& step : steps) {
     const auto done = finished.find(step.id);
     if (done != finished.end() && done->second == 0) continue;
+    if ((done != finished.end() && done->second == kSkippedStatus) ||
+        (done == finished.end() && stop.stop_requested())) {
+      errors[step.id] = L10n::translate(kStepStopped);
+      continue;
+    }
     const auto text = written.find(step.id);
     if (text != written.end()) {
       errors[step.id] = text->second;
@@ -180,6 +201,10 @@ AdminStepErrors RecordingPrivilegedRunner::runAdminBatch(
   if (shouldFailAdmin) throw EngineError::io("stub admin failure");
   AdminStepErrors errors;
   for (const auto& step : steps) {
+    if (stop.stop_requested()) {
+      errors[step.id] = L10n::translate(kStepStopped);
+      continue;
+    }
     if (executeAdminCommands) {
       try {
         execute(step.command);

@@ -86,12 +86,12 @@ void Remover::removeOne(const std::string& path, const OpenedItem& item, Removal
   if (const auto error = item.checkUnchanged()) fail(path, error, mode);
 
   if (mode == RemovalMode::permanent) {
-    auto error = SafeDelete::removeAt(item.parent.get(), item.name, item.identity, cancellation);
+    // A stop lets the path in hand finish: a half-deleted folder helps nobody.
+    auto error = SafeDelete::removeAt(item.parent.get(), item.name, item.identity, {});
     // Read-only folders of the user's own (module caches, for one) are made writable, then one retry.
     if (isPermissionError(error) && makeOwnedDirectoriesWritable(item.parent.get(), item.name)) {
-      error = SafeDelete::removeAt(item.parent.get(), item.name, item.identity, cancellation);
+      error = SafeDelete::removeAt(item.parent.get(), item.name, item.identity, {});
     }
-    if (error == std::errc::operation_canceled) throw EngineError::cancelled();
     if (error) fail(path, error, mode);
     return;
   }
@@ -102,7 +102,6 @@ void Remover::removeOne(const std::string& path, const OpenedItem& item, Removal
   if (!error) return;
   if (isPermissionError(error) && finderRoute && isApplicationBundle(item.path(), applicationsFolder)) {
     const auto result = finderRoute(item.path());
-    if (result.status >= 128 || cancellation.stop_requested()) throw EngineError::cancelled();
     if (result.status != 0 || !result.launched) {
       throw EngineError::io(L10n::translate(kFinderRefused));
     }
@@ -116,7 +115,10 @@ RunReport Remover::remove(const std::vector<std::string>& paths, RemovalMode mod
                           RemovalScope scope, bool stopOnFailure, const BeforeRemoval& beforeRemoval) const {
   RunReport report;
   for (const auto& path : paths) {
-    throwIfCancelled(cancellation);
+    if (cancellation.stop_requested()) {
+      report.interrupted = true;
+      break;
+    }
     // The path is resolved here, once; only the handle is used from now on.
     OpenedItem item;
     const auto resolved = resolveItem(fs::absolute(path), item);
@@ -137,7 +139,8 @@ RunReport Remover::remove(const std::vector<std::string>& paths, RemovalMode mod
       if (resolvedCheck) resolvedCheck(item.path().string());
       const std::uint64_t size = FileMeasure::byteSizeAt(item.parent.get(), item.name.c_str(), tally, cancellation);
       if (beforeRemoval) beforeRemoval(path);
-      throwIfCancelled(cancellation);
+      // Stopped while measuring or checking: this path was not handled.
+      if (cancellation.stop_requested()) throw EngineError::cancelled();
       removeOne(path, item, mode, size, roots.home);
       report.removed.push_back(path);
       // A freed total past 2^64 bytes means the measurements are broken; nothing sane can follow.
@@ -145,13 +148,15 @@ RunReport Remover::remove(const std::vector<std::string>& paths, RemovalMode mod
       emit(RemovalFinished{path, true});
       continue;
     } catch (const EngineError& e) {
-      // A stopped Finder run or a cancelled re-validation ends the whole run.
-      if (e.isCancelled()) throw;
+      // A cancelled re-validation ends the run; this path was not handled.
+      if (e.isCancelled()) {
+        report.interrupted = true;
+        break;
+      }
       reason = e.message();
     } catch (const std::exception& e) {
       reason = e.what();
     }
-    throwIfCancelled(cancellation);
     if (!resolved && item.isGone()) {
       emit(RemovalFinished{path, true});
       continue;

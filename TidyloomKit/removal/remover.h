@@ -48,7 +48,8 @@ class Remover {
   // Removes `paths` in order. A path already gone counts as done but is not reported; a refused
   // or failed path is one entry in `failed` and the run goes on unless `stopOnFailure`.
   // `beforeRemoval` re-validates a path just before it is removed; what it throws fails that path.
-  // Throws only EngineError::cancelled (the partial report is then discarded).
+  // A stop requested through `cancellation` lets the path in hand finish; the report then holds the
+  // paths handled so far and is marked interrupted. Never throws.
   RunReport remove(const std::vector<std::string>& paths, RemovalMode mode, const ScanRoots& roots, RemovalScope scope,
                    bool stopOnFailure, const BeforeRemoval& beforeRemoval = {}) const;
 

@@ -168,4 +168,64 @@ std::string readText(const std::filesystem::path& path) {
   return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
+CommandResult runProgramInterrupted(const fs::path& program, const std::vector<std::string>& arguments,
+                                    const std::function<bool()>& sendWhen,
+                                    const std::vector<std::string>& extraEnvironment) {
+  const TempTree scratch;
+  const fs::path out = scratch.path("out");
+  const fs::path err = scratch.path("err");
+  std::vector<std::string> words{program.string()};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  std::vector<char*> argv;
+  for (auto& word : words) argv.push_back(word.data());
+  argv.push_back(nullptr);
+  std::vector<std::string> env;
+  for (char** e = environ; *e; ++e) env.emplace_back(*e);
+  env.insert(env.end(), extraEnvironment.begin(), extraEnvironment.end());
+  std::vector<char*> envp;
+  // Later entries win: the overrides are put first.
+  for (auto it = env.rbegin(); it != env.rend(); ++it) envp.push_back(it->data());
+  envp.push_back(nullptr);
+
+  const pid_t child = ::fork();
+  if (child == 0) {
+    const int o = ::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    const int e = ::open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    const int in = ::open("/dev/null", O_RDONLY);
+    if (o < 0 || e < 0 || in < 0) ::_exit(127);
+    ::dup2(in, 0);
+    ::dup2(o, 1);
+    ::dup2(e, 2);
+    sigset_t none;
+    sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+    ::signal(SIGINT, SIG_DFL);
+    ::execve(argv[0], argv.data(), envp.data());
+    ::_exit(127);
+  }
+  CommandResult result;
+  if (child < 0) return result;
+  const auto ended = [&] {
+    siginfo_t info{};
+    return ::waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0;
+  };
+  for (int waited = 0; waited < 12000 && !sendWhen() && !ended(); ++waited) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  ::kill(child, SIGINT);
+  int status = 0;
+  for (int waited = 0; ::waitpid(child, &status, WNOHANG) == 0; ++waited) {
+    if (waited == 1200) {
+      ::kill(child, SIGKILL);
+      ::waitpid(child, &status, 0);
+      break;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+  result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  result.out = readText(out);
+  result.err = readText(err);
+  return result;
+}
+
 }  // namespace tidyloom::testing

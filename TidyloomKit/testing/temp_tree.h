@@ -1,8 +1,10 @@
 // TempTree: a fresh temporary folder per test with helpers to build real fixture trees.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -63,5 +65,11 @@ struct CommandResult {
 CommandResult runProgram(const std::filesystem::path& program, const std::vector<std::string>& arguments,
                          const std::string& input = {}, int seconds = 120,
                          const std::vector<std::string>& extraEnvironment = {});
+
+// Runs a program, sends it SIGINT (as Ctrl-C does) once `sendWhen` says so (looked at every 5 ms),
+// and waits for it to end.
+CommandResult runProgramInterrupted(const std::filesystem::path& program, const std::vector<std::string>& arguments,
+                                    const std::function<bool()>& sendWhen,
+                                    const std::vector<std::string>& extraEnvironment = {});
 
 }  // namespace tidyloom::testing

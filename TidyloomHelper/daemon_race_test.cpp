@@ -94,7 +94,7 @@ TEST(DaemonRaceTest, ASwappedAncestorNeverLetsTheDaemonRemoveAnythingOutsideTheS
   if (::geteuid() != 0) GTEST_SKIP() << "the daemon and its installation need root";
   TempTree tree;
   (void)Installation::shared();  // installed before the namespace, removed by this process at exit
-  const auto outcome = inPrivateMounts({"/var/cache"}, [&] { return raceRounds(tree, true); });
+  const auto outcome = inPrivateMounts({"/var/cache", "/root"}, [&] { return raceRounds(tree, true); });
   if (!outcome) GTEST_SKIP() << "no private mount namespace here";
   EXPECT_TRUE(*outcome);
 }
@@ -103,7 +103,7 @@ TEST(DaemonRaceTest, ASwappedAncestorNeverLetsTheAdministratorShellRemoveAnythin
   if (::geteuid() != 0) GTEST_SKIP() << "needs root for the administrator shell and the namespace";
   TempTree tree;
   (void)Installation::shared();
-  const auto outcome = inPrivateMounts({"/var/cache"}, [&] { return raceRounds(tree, false); });
+  const auto outcome = inPrivateMounts({"/var/cache", "/root"}, [&] { return raceRounds(tree, false); });
   if (!outcome) GTEST_SKIP() << "no private mount namespace here";
   EXPECT_TRUE(*outcome);
 }

@@ -47,11 +47,18 @@ class InstalledDaemonTest : public ::testing::Test {
     if (!runningAsRoot()) GTEST_SKIP() << "the daemon and its installation need root";
     socket_ = tree_.path("helper.sock");
   }
-  // Runs a front end against this test's daemon, keeping its history and settings inside the tree.
+  // Runs a front end against this test's daemon with a private, empty /root, so that its history
+  // and settings (kept in the real home, whatever the environment says) never reach the machine's.
   CommandResult tidyloom(const fs::path& program, const std::vector<std::string>& arguments) const {
-    return runProgram(program, arguments, {}, 120,
-                      {"TIDYLOOM_HELPER_SOCKET=" + socket_.string(), "XDG_DATA_HOME=" + tree_.path("data").string(),
-                       "XDG_CONFIG_HOME=" + tree_.path("config").string(), "LANG=C"});
+    std::vector<std::string> words{"--mount",
+                                   "--propagation",
+                                   "private",
+                                   "/bin/sh",
+                                   "-c",
+                                   "mount -t tmpfs tidyloom-test /root && exec \"$0\" \"$@\"",
+                                   program.string()};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    return runProgram("/usr/bin/unshare", words, {}, 120, {"TIDYLOOM_HELPER_SOCKET=" + socket_.string(), "LANG=C"});
   }
   nlohmann::json statusOf(const fs::path& program) const {
     const auto result = tidyloom(program, {"--json", "helper", "status"});
@@ -152,7 +159,7 @@ class OldSystemLog {
 // are never looked at, let alone touched.
 TEST_F(InstalledDaemonTest, AnOldSystemLogIsOfferedAndRemovedThroughTheDaemon) {
   (void)Installation::shared();
-  const auto outcome = inPrivateMounts({"/var/log"}, [&] {
+  const auto outcome = inPrivateMounts({"/var/log", "/root"}, [&] {
     ActivatedDaemon daemon(Installation::shared().daemon(), socket_);
     const OldSystemLog log;
     const auto frontEnd = Installation::shared().frontEnd();
@@ -175,7 +182,7 @@ TEST_F(InstalledDaemonTest, AnOldSystemLogIsOfferedAndRemovedThroughTheDaemon) {
 }
 
 TEST_F(InstalledDaemonTest, WithoutTheDaemonTheAdministratorShellRemovesTheSameLog) {
-  const auto outcome = inPrivateMounts({"/var/log"}, [&] {
+  const auto outcome = inPrivateMounts({"/var/log", "/root"}, [&] {
     const OldSystemLog log;
     // As root the administrator shell is a plain shell: no prompt.
     const auto removal = tidyloom(builtProgram("tidyloom"), {"--json", "system", "remove", "--yes", log.path()});

@@ -56,6 +56,16 @@ TEST_F(AnalysisCommandsTest, LensRefusesBadInputWithAUsageError) {
   EXPECT_EQ(run({"lens", "--depth", "0"}).status, 2);
 }
 
+TEST_F(AnalysisCommandsTest, LensOfAFreshHomeListsOnlyWhatWasThere) {
+  tree.file("a", 5000);
+  const auto json = run({"--json", "lens", tree.root().string()});
+  ASSERT_EQ(json.status, 0) << json.err;
+  const auto document = nlohmann::json::parse(json.out);
+  const auto& items = document["listing"]["items"];
+  ASSERT_EQ(items.size(), 1u) << json.out;
+  EXPECT_EQ(items[0]["name"], "a");
+}
+
 TEST_F(AnalysisCommandsTest, LensWalksTheFolderChosenLastTimeWhenNoneIsNamed) {
   tree.file("Projects/a/file", 5000);
   tree.file("other", 5000);

@@ -3,6 +3,14 @@
 
 #include <nlohmann/json.hpp>
 
+#include <unistd.h>
+
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <set>
+
+#include "testing/private_mounts.h"
 #include "testing/temp_tree.h"
 
 #include <filesystem>
@@ -179,6 +187,82 @@ TEST(CleanInterruptTest, CtrlCDuringTheRunPrintsThePartialReportAndRecordsIt) {
   const auto entries = nlohmann::json::parse(history.out);
   ASSERT_EQ(entries.size(), 1u) << history.out;
   EXPECT_EQ(entries[0]["itemCount"], removed.size() + report["failed"].size());
+}
+
+// Every file below `root` with its size: what a run may not have changed.
+std::map<std::string, std::uintmax_t> contentsOf(const std::filesystem::path& root) {
+  std::map<std::string, std::uintmax_t> out;
+  std::error_code error;
+  for (auto it = std::filesystem::recursive_directory_iterator(root, error);
+       it != std::filesystem::recursive_directory_iterator(); it.increment(error)) {
+    out[it->path().string()] = it->is_regular_file(error) ? it->file_size(error) : 0;
+  }
+  return out;
+}
+
+// The live machine, with a private, freshly filled /root and /var: a preview writes nothing, the
+// run deletes exactly what the preview listed, and HOME or XDG variables pointing at another
+// folder move nothing, neither what is scanned nor what the tools clean.
+TEST(LiveCleanTest, ThePreviewWritesNothingAndTheRunDeletesExactlyWhatItListed) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs root for a private mount namespace";
+  testing::TempTree other;
+  other.file(".npm/_cacache/index-v5/x", 5000);
+  other.file(".cache/thumbnails/normal/t.png", 5000);
+  const auto otherBefore = contentsOf(other.root());
+  const std::vector<std::string> environment{"HOME=" + other.root().string(),
+                                             "XDG_CACHE_HOME=" + other.path(".cache").string(),
+                                             "XDG_DATA_HOME=" + other.path(".local/share").string()};
+  const auto outcome = testing::inPrivateMounts({"/root", "/var"}, [&] {
+    const auto fail = [](const std::string& what) {
+      std::cerr << what << std::endl;
+      return false;
+    };
+    const auto put = [](const std::string& path, const std::string& contents) {
+      std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+      std::ofstream(path) << contents;
+    };
+    put("/root/.npm/_cacache/index-v5/aa", std::string(9000, 'n'));
+    put("/root/.npm/_logs/2026-01-01T00_00_00_000Z-debug-0.log", "old log");
+    put("/root/.cache/thumbnails/normal/a.png", std::string(6000, 't'));
+    put("/root/.cache/pip/http/b", std::string(7000, 'p'));
+    put("/root/.local/share/Trash/files/old.txt", "trashed");
+    put("/root/.local/share/Trash/info/old.txt.trashinfo",
+        "[Trash Info]\nPath=/root/old.txt\nDeletionDate=2026-01-01T00:00:00\n");
+    put("/root/Documents/thesis.tex", "keep me");
+    const testing::OpenFileHolder live("/root/.cache/pip/http/b");
+    const auto before = contentsOf("/root");
+
+    const auto preview = testing::runProgram(testing::builtProgram("tidyloom"),
+                                             {"--json", "clean", "--dry-run", "--no-review"}, {}, 300, environment);
+    if (preview.status != 0) return fail("preview: " + preview.err);
+    if (contentsOf("/root") != before) return fail("the preview changed /root");
+    const auto report = nlohmann::json::parse(preview.out);
+    std::set<std::string> listed;
+    for (const auto& candidate : report["candidates"]) listed.insert(candidate["path"].get<std::string>());
+    for (const auto& path : listed) {
+      if (!path.starts_with("/root/")) return fail("listed outside the real home: " + path);
+      if (path.starts_with("/root/.cache/pip")) return fail("listed a file a program holds open: " + path);
+    }
+    if (!listed.contains("/root/.cache/thumbnails")) return fail("thumbnails not listed:\n" + preview.out);
+
+    const auto run = testing::runProgram(testing::builtProgram("tidyloom"), {"--json", "clean", "--yes", "--no-review"},
+                                         {}, 300, environment);
+    const auto result = nlohmann::json::parse(run.out, nullptr, false);
+    if (result.is_discarded()) return fail("run: " + run.out + run.err);
+    const auto removed = result["removed"].get<std::set<std::string>>();
+    if (removed != listed) return fail("removed other than listed:\n" + run.out + "\nlisted:\n" + preview.out);
+    if (!std::filesystem::exists("/root/Documents/thesis.tex")) return fail("a document went");
+    if (!std::filesystem::exists("/root/.cache/pip/http/b")) return fail("a file held open went");
+    for (const auto& plan : report["ownerCaches"]) {
+      for (const auto& cache : plan["paths"]) {
+        if (!cache.get<std::string>().starts_with("/root/")) return fail("a tool cache outside the real home");
+      }
+    }
+    return true;
+  });
+  if (!outcome) GTEST_SKIP() << "no private mount namespace here";
+  EXPECT_TRUE(*outcome);
+  EXPECT_EQ(contentsOf(other.root()), otherBefore);
 }
 
 }  // namespace

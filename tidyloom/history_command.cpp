@@ -1,5 +1,6 @@
 // tidyloom history: the finished runs, newest first, or the export document with --export N.
 #include <iostream>
+#include <optional>
 
 #include <nlohmann/json.hpp>
 
@@ -14,7 +15,7 @@ namespace tidyloom::cli {
 namespace {
 
 struct HistoryOptions {
-  std::int64_t exportLimit = -1;  // -1: list the runs instead
+  std::optional<std::int64_t> exportLimit;  // absent: list the runs instead
 };
 
 std::string modeText(const std::string& mode) {
@@ -58,11 +59,11 @@ Handler setupHistory(CLI::App& command, Context& /*context*/) {
       ->type_name("N");
   return [options](Context& context) {
     const HistoryStore store(context.locations().applicationSupport / HistoryStore::kFileName);
-    if (options->exportLimit != -1) {
-      if (options->exportLimit < 0) {
-        throw UsageError{L10n::translate("导出数量不能为负数：%@", {std::to_string(options->exportLimit)})};
+    if (options->exportLimit) {
+      if (*options->exportLimit < 0) {
+        throw UsageError{L10n::translate("导出数量不能为负数：%@", {std::to_string(*options->exportLimit)})};
       }
-      std::cout << store.quillJSON(options->exportLimit) << '\n' << std::flush;
+      std::cout << store.quillJSON(*options->exportLimit) << '\n' << std::flush;
       return kExitOk;
     }
     const auto entries = store.load();

@@ -124,6 +124,7 @@ TEST(HistoryCommandTest, ListsRunsNewestFirstAndExportsThem) {
   EXPECT_EQ(document["deletions"][0]["path"], "/c/a");
 
   EXPECT_EQ(runTidyloom(tree, {"history", "--export", "-3"}).status, 2);
+  EXPECT_EQ(runTidyloom(tree, {"history", "--export", "-1"}).status, 2);
   EXPECT_EQ(runTidyloom(tree, {"history", "--export", "many"}).status, 2);
 }
 

@@ -98,13 +98,6 @@ int run(Context& context, const LensOptions& options) {
   std::error_code ec;
   if (!std::filesystem::is_directory(root, ec))
     throw UsageError{L10n::translate("不是文件夹：%@", {printablePath(root)})};
-  if (!options.root.empty()) {
-    try {
-      store.save(root, kLensFeatureKey);
-    } catch (const EngineError&) {
-      // Remembering the folder is a convenience; the walk goes on without it.
-    }
-  }
 
   SpaceLensScanner scanner;
   scanner.depth = options.depth;
@@ -137,6 +130,14 @@ int run(Context& context, const LensOptions& options) {
   progress.clear();
 
   const auto listing = index.listing(listed, options.limit);
+  // Remembered only once a walk of it went through (and was listed): an interrupted or refused walk leaves no trace.
+  if (!options.root.empty() && index.completed) {
+    try {
+      store.save(root, kLensFeatureKey);
+    } catch (const EngineError&) {
+      // Remembering the folder is a convenience; the result stands without it.
+    }
+  }
   if (context.json()) {
     context.printJson({{"index", index}, {"listing", listingJson(listing)}});
   } else if (listing) {

@@ -1,10 +1,12 @@
 // End-to-end tests of `tidyloom remove` on fixture trees and on the live Trash of a temporary home.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <fstream>
 
 #include <nlohmann/json.hpp>
 
+#include "testing/private_mounts.h"
 #include "testing/temp_tree.h"
 
 namespace tidyloom {
@@ -133,17 +135,27 @@ TEST_F(RemoveCommandTest, ARemovalIsRecordedInTheHistory) {
   EXPECT_EQ(entries[0]["mode"], "permanent");
 }
 
-// Without --fixture the real Trash is used; a temporary data folder stands in for the user's.
-TEST(RemoveCommandLive, ItemsGoToTheFreedesktopTrashOfTheDataFolder) {
-  testing::TempTree tree;
-  const std::string file = tree.text("work/draft.txt", "draft").string();
-  const std::vector<std::string> environment{"XDG_DATA_HOME=" + tree.path("data").string(),
-                                             "XDG_CONFIG_HOME=" + tree.path("config").string()};
-  const auto result = runProgram(builtProgram("tidyloom"), {"--json", "remove", "--yes", file}, "", 120, environment);
-  ASSERT_EQ(result.status, 0) << result.err;
-  EXPECT_TRUE(fs::exists(tree.path("data/Trash/files/draft.txt")));
-  EXPECT_TRUE(fs::exists(tree.path("data/Trash/info/draft.txt.trashinfo")));
-  EXPECT_FALSE(fs::exists(file));
+// Without --fixture the real Trash of the real home is used (a private /root stands in for it):
+// XDG_DATA_HOME moves it within that home, never out of it.
+TEST(RemoveCommandLive, ItemsGoToTheFreedesktopTrashOfTheRealHomesDataFolder) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs root for a private mount namespace";
+  testing::TempTree elsewhere;
+  const auto outcome = testing::inPrivateMounts({"/root"}, [&] {
+    const auto removed = [&](const std::string& name, const std::string& dataHome) {
+      const std::string file = "/root/work/" + name;
+      fs::create_directories("/root/work");
+      std::ofstream(file) << "draft";
+      const auto result = runProgram(builtProgram("tidyloom"), {"--json", "remove", "--yes", file}, "", 120,
+                                     {"HOME=" + elsewhere.root().string(), "XDG_DATA_HOME=" + dataHome});
+      return result.status == 0 && !fs::exists(file);
+    };
+    return removed("a.txt", "/root/data") && fs::exists("/root/data/Trash/files/a.txt") &&
+           fs::exists("/root/data/Trash/info/a.txt.trashinfo") && removed("b.txt", elsewhere.path("data").string()) &&
+           fs::exists("/root/.local/share/Trash/files/b.txt");
+  });
+  if (!outcome) GTEST_SKIP() << "no private mount namespace here";
+  EXPECT_TRUE(*outcome);
+  EXPECT_TRUE(fs::is_empty(elsewhere.root()));
 }
 
 // Ctrl-C in the middle of a long removal: the path in hand finishes, the partial report is printed

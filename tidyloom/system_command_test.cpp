@@ -130,7 +130,7 @@ void oldFile(const std::filesystem::path& path) {
 TEST(LiveSystemScanTest, RemovalTakesEverythingTheScanOffersAndNoLiveLog) {
   if (::geteuid() != 0) GTEST_SKIP() << "needs root for a private mount namespace";
   // The body runs in a child process: what went wrong is told on standard error.
-  const auto outcome = testing::inPrivateMounts({"/var"}, [&] {
+  const auto outcome = testing::inPrivateMounts({"/var", "/root"}, [&] {
     std::string diagnostics;
     const auto fail = [&](std::string what) {
       std::cerr << what << std::endl;

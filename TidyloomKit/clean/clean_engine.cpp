@@ -59,14 +59,24 @@ std::vector<std::uint64_t> measureAll(const std::vector<std::string>& paths, con
   return sizes;
 }
 
-// Progress labels of the rule phases.
-std::string_view ruleLabel(std::string_view ruleId, const SurfaceSet& surfaces) {
-  if (ruleId == "devCaches") {
-    return surfaces.contains(CleanSurface::developer) ? "开发工具缓存（Xcode、编辑器、构建工具）"
-                                                      : "包管理器缓存（npm、pnpm、Go、uv、pip 等）";
-  }
-  if (ruleId == "userLogs" || ruleId == "crashReporter") return "Library/Logs";
-  return "Library/Caches";
+// The rule phases, each with its progress label: developer tools, logs, package managers, then
+// the general caches. A phase takes the rules (and, for "devCaches", the surfaces) that are its own.
+struct RulePhase {
+  std::string_view label;
+  SurfaceSet surfaces;
+};
+
+std::vector<RulePhase> rulePhases(const SurfaceSet& requested) {
+  const auto only = [&](SurfaceSet surfaces) {
+    std::erase_if(surfaces, [&](CleanSurface surface) { return !requested.contains(surface); });
+    return surfaces;
+  };
+  return {
+      {"开发工具缓存（Xcode、编辑器、构建工具）", only({CleanSurface::developer, CleanSurface::simulators})},
+      {"Library/Logs", only({CleanSurface::logs})},
+      {"包管理器缓存（npm、pnpm、Go、uv、pip 等）", only({CleanSurface::dependencies})},
+      {"Library/Caches", only({CleanSurface::general})},
+  };
 }
 
 }  // namespace
@@ -75,8 +85,9 @@ CleanEngine::CleanEngine(Setup setup)
     : roots(setup.roots),
       whitelist(storeFor(setup)),
       activity({}, idleProcessListing()),
-      ownerCleaner(setup.ownerCleaner ? *setup.ownerCleaner
-                                      : (setup.fixture ? OwnerCacheCleaner::none() : OwnerCacheCleaner::live())),
+      ownerCleaner(setup.ownerCleaner
+                       ? *setup.ownerCleaner
+                       : (setup.fixture ? OwnerCacheCleaner::none() : OwnerCacheCleaner::live(setup.roots.home))),
       userCacheOwnership(roots.home, idleProcessListing()),
       productProcessActivity({}, idleProcessListing()),
       config(setup.config ? *setup.config : CleanCatalog::config()),
@@ -229,8 +240,14 @@ PreviewReport CleanEngine::preview(const std::vector<SectionRule>& rules, const 
   std::vector<ReviewItem> incompleteParts;
 
   // 2. The rule phases.
-  if (!rules.empty()) report(ruleLabel(rules.front().id, surfaces));
-  const auto named = rulePaths(rules, surfaces, roots.home, patterns, stop, fixtureMode);
+  std::vector<RulePath> named;
+  for (const auto& phase : rulePhases(surfaces)) {
+    if (phase.surfaces.empty() || stop.stop_requested()) continue;
+    report(phase.label);
+    for (auto& entry : rulePaths(rules, phase.surfaces, roots.home, patterns, stop, fixtureMode)) {
+      named.push_back(std::move(entry));
+    }
+  }
   std::vector<std::string> namedPaths;
   for (const auto& entry : named) namedPaths.push_back(entry.path);
   const auto sizes = measureAll(namedPaths, tally, stop);
@@ -242,8 +259,16 @@ PreviewReport CleanEngine::preview(const std::vector<SectionRule>& rules, const 
   // 3. Tool caches cleaned by their own command.
   if (!stop.stop_requested() &&
       (surfaces.contains(CleanSurface::dependencies) || surfaces.contains(CleanSurface::developer))) {
+    const HeldFiles openFiles = checksOpenFiles ? HeldFiles::live() : HeldFiles::none();
+    const auto free = [&](const std::string& path) {
+      return openFiles.check(path).state == platform::OpenState::closed;
+    };
     for (auto& plan : ownerCleaner.inventory()) {
-      if (std::all_of(plan.paths.begin(), plan.paths.end(), allowed)) preview.ownerCaches.push_back(std::move(plan));
+      // A tool's own command deletes what it likes: a cache a program is using is left for later.
+      if (std::all_of(plan.paths.begin(), plan.paths.end(), allowed) &&
+          std::all_of(plan.paths.begin(), plan.paths.end(), free)) {
+        preview.ownerCaches.push_back(std::move(plan));
+      }
     }
   }
   ++step;

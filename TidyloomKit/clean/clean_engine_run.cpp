@@ -120,7 +120,21 @@ RunReport CleanEngine::run(const std::vector<std::string>& paths, const std::vec
     return report.interrupted;
   };
   if (!systemPaths.empty() && !stopped()) report.merge(removeSystemPaths(systemPaths, snapshot, progress, stop));
-  if (!ownerCaches.empty() && !stopped()) report.merge(ownerCleaner.run(ownerCaches, patterns));
+  if (!ownerCaches.empty() && !stopped()) {
+    std::vector<OwnerCachePlan> free;
+    for (const auto& plan : ownerCaches) {
+      const bool inUse = std::any_of(plan.paths.begin(), plan.paths.end(), [&](const std::string& path) {
+        return snapshot.openFiles.check(path).state != platform::OpenState::closed;
+      });
+      if (!inUse) {
+        free.push_back(plan);
+        continue;
+      }
+      report.taskOutcomes[plan.task] = TaskOutcome::skipped;
+      report.notes.push_back(L10n::translate("%@：缓存正被运行中的程序使用，已跳过", {plan.task}));
+    }
+    report.merge(ownerCleaner.run(free, patterns));
+  }
   return report;
 }
 

@@ -90,6 +90,20 @@ TEST_F(CleanEngineTest, FullPreviewListsRealCachesSortedAndDropsEmptyOnes) {
   for (const auto& candidate : report.candidates) EXPECT_GT(candidate.byteSize, 0u) << candidate.path;
 }
 
+TEST_F(CleanEngineTest, RulePhasesReportTheirOwnProgressLabels) {
+  std::vector<std::string> labels;
+  (void)engine().preview(fixtureConfig().cleanRules, allSurfaces(), false,
+                         [&](const ScanProgress& step) { labels.push_back(step.path); });
+  for (const char* label : {"开发工具缓存（Xcode、编辑器、构建工具）", "Library/Logs",
+                            "包管理器缓存（npm、pnpm、Go、uv、pip 等）", "Library/Caches"}) {
+    EXPECT_NE(std::find(labels.begin(), labels.end(), label), labels.end()) << label;
+  }
+  labels.clear();
+  (void)engine().preview(fixtureConfig().cleanRules, {CleanSurface::logs}, false,
+                         [&](const ScanProgress& step) { labels.push_back(step.path); });
+  EXPECT_EQ(std::find(labels.begin(), labels.end(), "Library/Caches"), labels.end());
+}
+
 TEST_F(CleanEngineTest, LogsSurfaceOffersOnlyLogRulesAndAgeGatedCaches) {
   const auto report = engine().preview(fixtureConfig().cleanRules, {CleanSurface::logs}, false);
   EXPECT_EQ(pathsOf(report.candidates),

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <filesystem>
 #include <functional>
 #include <optional>
 #include <string>
@@ -13,14 +14,32 @@
 
 namespace tidyloom {
 
+// Where the tools of one user look: the same home and base folders as the rest of the run. The
+// tools' cache commands run with these in their environment.
+struct ToolPlaces {
+  std::filesystem::path home;
+  std::filesystem::path cacheHome;   // $XDG_CACHE_HOME on Linux, ~/Library/Caches on macOS
+  std::filesystem::path configHome;  // $XDG_CONFIG_HOME on Linux, ~/Library/Application Support on macOS
+  // Variables set for the tools over this process's environment ("NAME=value").
+  std::vector<std::string> overrides;
+
+  // The places of the user whose home is `home`, with the tools kept quiet (no update checks, no
+  // log files, no telemetry).
+  static ToolPlaces forHome(const std::filesystem::path& home);
+  // A variable as the tools see it.
+  std::optional<std::string> variable(const std::string& name) const;
+  // This process's environment with the overrides applied.
+  std::vector<std::string> environment() const;
+};
+
 class OwnerCacheCleaner {
  public:
-  // One tool: how to ask it where its cache is, and how to make it clean that cache.
+  // One tool: where its cache is (read from its own settings, never by running it, so that a
+  // preview writes nothing), and how to make it clean that cache.
   struct Tool {
     std::string task;  // the plan's task name, the command as a user would type it
     std::string executableName;
-    std::vector<std::string> locateArguments;  // prints the cache folder on its first line
-    std::string cacheSuffix;                   // appended to that folder ("" for none)
+    std::function<std::optional<std::filesystem::path>(const ToolPlaces&)> locate;
     std::vector<std::string> cleanArguments;
   };
   // Finds a program by name; nullopt when it is not installed.
@@ -28,16 +47,14 @@ class OwnerCacheCleaner {
 
   static const std::vector<Tool>& defaultTools();
 
-  OwnerCacheCleaner(std::vector<Tool> tools, ExecutableLookup lookup,
-                    std::chrono::milliseconds probeTimeout = std::chrono::seconds(15),
+  OwnerCacheCleaner(std::vector<Tool> tools, ExecutableLookup lookup, ToolPlaces places,
                     std::chrono::milliseconds runTimeout = std::chrono::minutes(10));
-  // The installed tools of this machine.
-  static OwnerCacheCleaner live();
+  // The installed tools of this machine, for the user whose home is `home`.
+  static OwnerCacheCleaner live(const std::filesystem::path& home);
   // No tool at all (fixture trees: nothing outside the tree is looked at).
-  static OwnerCacheCleaner none() { return OwnerCacheCleaner({}, nullptr); }
+  static OwnerCacheCleaner none() { return OwnerCacheCleaner({}, nullptr, {}); }
 
-  // One plan per installed tool whose cache exists and holds something. Tools that do not answer
-  // in time are left out.
+  // One plan per installed tool whose cache exists and holds something.
   std::vector<OwnerCachePlan> inventory() const;
 
   // Runs each plan's command. A plan whose cache is whitelisted is skipped; a tool that cannot be
@@ -45,12 +62,11 @@ class OwnerCacheCleaner {
   RunReport run(const std::vector<OwnerCachePlan>& plans, const std::vector<std::string>& whitelist) const;
 
  private:
-  std::optional<std::string> cachePath(const Tool& tool, const std::string& executable) const;
   const Tool* tool(const std::string& task) const;
 
   std::vector<Tool> tools_;
   ExecutableLookup lookup_;
-  std::chrono::milliseconds probeTimeout_;
+  ToolPlaces places_;
   std::chrono::milliseconds runTimeout_;
 };
 

@@ -1,6 +1,10 @@
 // The client's call: first answer wins, deadlines, invalid replies, and who gets a client at all.
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <stop_token>
+#include <thread>
+
 #include <thread>
 
 #include "core/engine_error.h"
@@ -20,6 +24,7 @@ struct ScriptedLink : HelperLink {
   bool usable = true;
   std::shared_ptr<std::vector<HelperRequest>> sent = std::make_shared<std::vector<HelperRequest>>();
   std::shared_ptr<int> invalidated = std::make_shared<int>(0);
+  std::shared_ptr<std::atomic<bool>> finishedEarly = std::make_shared<std::atomic<bool>>(false);
   std::thread answering;
 
   bool send(const HelperRequest& request, ReplyHandler reply, ErrorHandler error) override {
@@ -32,6 +37,7 @@ struct ScriptedLink : HelperLink {
     if (answering.joinable()) answering.join();
     ++*invalidated;
   }
+  void finishEarly() override { *finishedEarly = true; }
 };
 
 class PrivilegedHelperClientTest : public ::testing::Test {
@@ -48,6 +54,7 @@ class PrivilegedHelperClientTest : public ::testing::Test {
       link->usable = usable;
       link->sent = sent_;
       link->invalidated = invalidated_;
+      link->finishedEarly = finishedEarly_;
       return link;
     });
   }
@@ -63,6 +70,7 @@ class PrivilegedHelperClientTest : public ::testing::Test {
 
   std::shared_ptr<std::vector<HelperRequest>> sent_ = std::make_shared<std::vector<HelperRequest>>();
   std::shared_ptr<int> invalidated_ = std::make_shared<int>(0);
+  std::shared_ptr<std::atomic<bool>> finishedEarly_ = std::make_shared<std::atomic<bool>>(false);
 };
 
 TEST_F(PrivilegedHelperClientTest, ScanRowsBecomeRemovableCandidatesInOrder) {
@@ -89,6 +97,26 @@ TEST_F(PrivilegedHelperClientTest, RemovalSendsTheCurrentLanguageAndReturnsTheRe
   EXPECT_EQ(report.freedBytes, 42u);
   EXPECT_TRUE(report.notes.empty());
   EXPECT_EQ(std::get<RemoveSystemPathsRequest>(sent_->at(0)).language, "en");
+}
+
+TEST_F(PrivilegedHelperClientTest, AStopTellsTheDaemonAndKeepsWhatItHandled) {
+  auto finished = finishedEarly_;
+  auto c = client([finished](const HelperRequest&, auto reply, auto) {
+    // The daemon works until the client says it will ask nothing more, then answers.
+    while (!*finished) std::this_thread::sleep_for(5ms);
+    reply(encodeRemoval({{"/a"}, {{"/b", "删除已停止，未处理此路径"}}, 7}), std::nullopt);
+  });
+  std::stop_source stop;
+  std::thread pressCtrlC([&] {
+    std::this_thread::sleep_for(150ms);
+    stop.request_stop();
+  });
+  const RunReport report = c.removeSystemPaths({"/a", "/b"}, stop.get_token());
+  pressCtrlC.join();
+  EXPECT_TRUE(report.interrupted);
+  EXPECT_EQ(report.removed, std::vector<std::string>{"/a"});
+  EXPECT_TRUE(report.failed.empty());
+  EXPECT_EQ(report.freedBytes, 7u);
 }
 
 TEST_F(PrivilegedHelperClientTest, AReplyWithNeitherBytesNorMessageIsInvalidData) {

@@ -12,6 +12,7 @@
 #include <limits>
 
 #include "platform/system_info.h"
+#include "platform/user_dirs.h"
 
 namespace tidyloom::platform {
 namespace {
@@ -59,11 +60,7 @@ VolumeCapacity volumeCapacity(const std::filesystem::path& path) {
   return out;
 }
 
-std::filesystem::path homeTrashDirectory(const std::filesystem::path& home) {
-  const char* data = std::getenv("XDG_DATA_HOME");
-  const std::filesystem::path base = data && data[0] == '/' ? std::filesystem::path(data) : home / ".local" / "share";
-  return base / "Trash";
-}
+std::filesystem::path homeTrashDirectory(const std::filesystem::path& home) { return userDataHome(home) / "Trash"; }
 
 ProcessList processList(std::size_t limit) {
   ProcessList out;

@@ -14,6 +14,7 @@
 
 #include "platform/trash.h"
 #include "platform/trash_format.h"
+#include "platform/user_dirs.h"
 
 namespace tidyloom::platform {
 namespace fs = std::filesystem;
@@ -59,11 +60,7 @@ std::error_code openOrMakePath(const fs::path& path, mode_t mode, Fd& out) {
   return {};
 }
 
-fs::path dataHome(const fs::path& home) {
-  const char* value = std::getenv("XDG_DATA_HOME");
-  if (value && value[0] == '/') return value;
-  return home / ".local" / "share";
-}
+fs::path dataHome(const fs::path& home) { return userDataHome(home); }
 
 dev_t deviceOfNearestExisting(fs::path path) {
   struct stat info {};

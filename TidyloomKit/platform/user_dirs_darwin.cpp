@@ -27,6 +27,13 @@ std::filesystem::path varLogDirectory() { return "/private/var/log"; }
 std::filesystem::path varDBDirectory() { return "/private/var/db"; }
 std::filesystem::path userCacheDirectory() { return confstrDirectory(0x10002); }  // _CS_DARWIN_USER_CACHE_DIR
 std::filesystem::path userStateDirectory() { return confstrDirectory(0x10000); }  // _CS_DARWIN_USER_DIR
+std::filesystem::path userCacheHome(const std::filesystem::path& home) { return home / "Library" / "Caches"; }
+std::filesystem::path userConfigHome(const std::filesystem::path& home) {
+  return home / "Library" / "Application Support";
+}
+std::filesystem::path userDataHome(const std::filesystem::path& home) {
+  return home / "Library" / "Application Support";
+}
 std::filesystem::path applicationSupportDirectory(const std::filesystem::path& home) {
   return home / "Library" / "Application Support" / "Tidyloom";
 }

@@ -33,7 +33,25 @@ std::filesystem::path confined(const char* variable, const std::filesystem::path
   return fallback;
 }
 
+// A base folder of the user whose home is `home`: the variable when it names a folder inside that
+// home, so that one run never mixes two users' (or two homes') folders.
+std::filesystem::path within(const char* variable, const std::filesystem::path& home, const char* fallback) {
+  const std::filesystem::path defaultPath = home / fallback;
+  const std::filesystem::path value = xdg(variable, defaultPath);
+  return value == defaultPath || inside(value, home) ? value : defaultPath;
+}
+
 }  // namespace
+
+std::filesystem::path userCacheHome(const std::filesystem::path& home) {
+  return within("XDG_CACHE_HOME", home, ".cache");
+}
+std::filesystem::path userConfigHome(const std::filesystem::path& home) {
+  return within("XDG_CONFIG_HOME", home, ".config");
+}
+std::filesystem::path userDataHome(const std::filesystem::path& home) {
+  return within("XDG_DATA_HOME", home, ".local/share");
+}
 
 std::filesystem::path temporaryDirectory() { return confined("TMPDIR", "/tmp", "/tmp"); }
 std::filesystem::path systemCachesDirectory() { return "/var/cache"; }
@@ -45,10 +63,10 @@ std::filesystem::path userStateDirectory() {
   return confined("XDG_STATE_HOME", homeFromPasswordDatabase() / ".local" / "state");
 }
 std::filesystem::path applicationSupportDirectory(const std::filesystem::path& home) {
-  return xdg("XDG_DATA_HOME", home / ".local" / "share") / "tidyloom";
+  return userDataHome(home) / "tidyloom";
 }
 std::filesystem::path userDefaultsFile(const std::filesystem::path& home) {
-  return xdg("XDG_CONFIG_HOME", home / ".config") / "tidyloom" / "settings.json";
+  return userConfigHome(home) / "tidyloom" / "settings.json";
 }
 
 }  // namespace tidyloom::platform

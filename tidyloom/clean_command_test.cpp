@@ -162,6 +162,18 @@ TEST_F(CleanCommandTest, PlanRunsWhatItKeepsAndRefusesWhatNothingOffersNow) {
   EXPECT_FALSE(std::filesystem::exists(p("Library/Caches/com.example.app")));
 }
 
+TEST_F(CleanCommandTest, APlanWhoseToolCacheChangedStillPrintsOneDocumentAndRemovesNothing) {
+  auto plan = preview();
+  plan["ownerCaches"] = {{{"task", "npm cache clean --force"}, {"paths", {p(".npm/_cacache")}}, {"byteSize", 9000}}};
+  tree.text("plan.json", plan.dump());
+  const auto result = clean({"--plan", p("plan.json"), "--yes", "--json"});
+  EXPECT_EQ(result.status, 1) << result.err;
+  const auto report = nlohmann::json::parse(result.out);  // one document, nothing else
+  EXPECT_TRUE(report["removed"].empty());
+  EXPECT_EQ(report["failed"].size(), plan["candidates"].size() + 1);
+  EXPECT_TRUE(std::filesystem::exists(p("Library/Caches/com.example.app/blob")));
+}
+
 TEST_F(CleanCommandTest, TrashKeepsWhatWasRemovedInTheFixtureTrash) {
   const auto result = clean({"--surface", "logs", "--yes", "--trash"});
   ASSERT_EQ(result.status, 0) << result.err;

@@ -113,6 +113,24 @@ TEST_F(SystemScanCommandTest, CtrlCDuringARemovalKeepsTheRecordOfWhatWasHandled)
   EXPECT_EQ(nlohmann::json::parse(history.out).at(0)["itemCount"], removed.size());
 }
 
+TEST_F(SystemScanCommandTest, RemovalTakesEverythingTheFixtureScanOffers) {
+  old("private/var/log/system.log");
+  old("private/var/log/a/b/old.gz");
+  old("SystemLibrary/Caches/app/x.cache");
+  old("SystemLibrary/Logs/DiagnosticReports/App.crash");
+  old("SystemLibrary/Logs/install.log");
+  old("private/var/db/diagnostics/Persist/0001.tracev3");
+  old("private/var/db/powerlog/Library/BatteryLife/old.PLSQL");
+  old("SystemLibrary/Caches/com.apple.iconservices.store/blob");
+  const auto scanned = scan({"--rebuildable", "--json"});
+  std::vector<std::string> arguments{"--fixture", tree.root().string(), "--json", "system", "remove", "--yes"};
+  for (const auto& row : nlohmann::json::parse(scanned.out)) arguments.push_back(row["path"]);
+  ASSERT_EQ(arguments.size(), 6u + 8u) << scanned.out;
+  const auto result = runProgram(builtProgram("tidyloom"), arguments);
+  EXPECT_EQ(result.status, 0) << result.out << result.err;
+  EXPECT_EQ(nlohmann::json::parse(result.out)["removed"].size(), 8u) << result.out;
+}
+
 TEST_F(SystemScanCommandTest, EmptyTreeSaysSoAndMissingSubcommandIsAUsageError) {
   EXPECT_EQ(scan().out, "No system files to clean were found\n");
   EXPECT_EQ(runProgram(builtProgram("tidyloom"), {"system"}).status, 2);

@@ -233,11 +233,13 @@ PreviewReport CleanEngine::preview(const std::vector<SectionRule>& rules, const 
   // 1. The whitelist patterns.
   const auto patterns = whitelistPatterns();
   const auto allowed = [&](const std::string& path) {
-    return !WhitelistPolicy::protects(path, patterns, true) && !holdsProtectedContent(path, patterns) &&
+    return !WhitelistPolicy::protects(path, patterns, true) && !WhitelistPolicy::protectsContentOf(path, patterns) &&
            !(browsers && browsers->selectiveContainerRefusal(path));
   };
   std::vector<CleanupCandidate> found;
   std::vector<ReviewItem> incompleteParts;
+  // One look at the running programs and their open files for the whole preview.
+  const auto snapshot = takeGateSnapshot();
 
   // 2. The rule phases.
   std::vector<RulePath> named;
@@ -259,9 +261,8 @@ PreviewReport CleanEngine::preview(const std::vector<SectionRule>& rules, const 
   // 3. Tool caches cleaned by their own command.
   if (!stop.stop_requested() &&
       (surfaces.contains(CleanSurface::dependencies) || surfaces.contains(CleanSurface::developer))) {
-    const HeldFiles openFiles = checksOpenFiles ? HeldFiles::live() : HeldFiles::none();
     const auto free = [&](const std::string& path) {
-      return openFiles.check(path).state == platform::OpenState::closed;
+      return snapshot.openFiles.check(path).state == platform::OpenState::closed;
     };
     for (auto& plan : ownerCleaner.inventory()) {
       // A tool's own command deletes what it likes: a cache a program is using is left for later.
@@ -324,7 +325,6 @@ PreviewReport CleanEngine::preview(const std::vector<SectionRule>& rules, const 
   }
 
   // 5. The guards: developer tools in use, then the application gate.
-  const auto snapshot = takeGateSnapshot();
   for (auto& candidate : unique) {
     if (activity.blockReason(candidate.path, roots.home, snapshot.developers)) continue;
     // One source answers for a path in a run: what it would refuse (a crash report too recent for

@@ -94,7 +94,7 @@ RunReport CleanEngine::run(const std::vector<std::string>& paths, const std::vec
   std::vector<std::string> systemPaths;
   for (const auto& given : paths) {
     const std::string path = canonicalLocation(given);
-    if (WhitelistPolicy::protects(path, patterns, true) || holdsProtectedContent(path, patterns)) {
+    if (WhitelistPolicy::protects(path, patterns, true) || WhitelistPolicy::protectsContentOf(path, patterns)) {
       report.failed.push_back({given, L10n::translate("路径包含白名单内容，拒绝删除")});
       continue;
     }

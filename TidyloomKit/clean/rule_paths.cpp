@@ -33,8 +33,8 @@ class Collector {
     const std::string text = path.lexically_normal().string();
     if (WhitelistPolicy::protects(text, whitelist_, true)) return;
     const bool developer = ruleId == "devCaches";
-    const bool split =
-        facts->directory && (holdsProtectedContent(text, whitelist_) || (developer && mayHoldDependencies(text)));
+    const bool split = facts->directory && (WhitelistPolicy::protectsContentOf(text, whitelist_, stop_) ||
+                                            (developer && mayHoldDependencies(text)));
     if (split) {
       if (depth < kMaxOpenDepth) {
         for (const auto& name : childNames(path)) offer(ruleId, path / name, depth + 1);
@@ -56,10 +56,6 @@ class Collector {
 };
 
 }  // namespace
-
-bool holdsProtectedContent(const std::string& folder, const std::vector<std::string>& whitelist) {
-  return WhitelistPolicy::protectsContentOf(folder, whitelist);
-}
 
 std::vector<RulePath> rulePaths(const std::vector<SectionRule>& rules, const SurfaceSet& surfaces,
                                 const std::filesystem::path& home, const std::vector<std::string>& whitelist,

@@ -30,7 +30,4 @@ std::vector<RulePath> rulePaths(const std::vector<SectionRule>& rules, const Sur
                                 const std::filesystem::path& home, const std::vector<std::string>& whitelist,
                                 const CancellationToken& stop, bool confinedToHome = false);
 
-// True when something strictly inside `folder` is whitelisted (or could not be looked at).
-bool holdsProtectedContent(const std::string& folder, const std::vector<std::string>& whitelist);
-
 }  // namespace tidyloom

@@ -329,10 +329,12 @@ PreviewReport CleanEngine::preview(const std::vector<SectionRule>& rules, const 
     if (activity.blockReason(candidate.path, roots.home, snapshot.developers)) continue;
     // One source answers for a path in a run: what it would refuse (a crash report too recent for
     // the age-gated source, offered by a rule as well) is not offered.
-    try {
-      assertSourceAccepts(candidate.path);
-    } catch (const EngineError&) {
-      continue;
+    if (const auto* source = sourceOf(candidate.path)) {
+      try {
+        source->assertRemovableNow(candidate.path);
+      } catch (const EngineError&) {
+        continue;
+      }
     }
     auto gate = appGate(candidate.path, snapshot);
     // A file a running program has open (a log being written, a cache in use) stays.

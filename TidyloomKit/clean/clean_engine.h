@@ -138,9 +138,8 @@ class CleanEngine {
 
  private:
   AppGate appGate(const std::string& path, const GateSnapshot& snapshot) const;
-  // The check of the source that answers for `path` in a run (none for a rule path); throws what
-  // the run would refuse the path with.
-  void assertSourceAccepts(const std::string& path) const;
+  // The source that answers for `path` in a run; none for a rule path.
+  const CleanSource* sourceOf(const std::string& path) const;
   void revalidate(const std::string& path, const GateSnapshot& snapshot, const std::vector<std::string>& ruleSet) const;
   RunReport removeSystemPaths(const std::vector<std::string>& paths, const GateSnapshot& snapshot,
                               const RemovalProgress& progress, const CancellationToken& stop) const;

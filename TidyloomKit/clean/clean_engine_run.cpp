@@ -28,14 +28,11 @@ void failEach(RunReport& report, const std::vector<std::string>& paths, const st
 
 }  // namespace
 
-void CleanEngine::assertSourceAccepts(const std::string& path) const {
+const CleanSource* CleanEngine::sourceOf(const std::string& path) const {
   const auto manager =
       std::find_if(managers.begin(), managers.end(), [&](const auto& source) { return source->manages(path); });
-  if (manager != managers.end()) {
-    (*manager)->assertRemovableNow(path);
-  } else if (isSystemPath(path) && system) {
-    system->assertRemovableNow(path);
-  }
+  if (manager != managers.end()) return manager->get();
+  return isSystemPath(path) ? system.get() : nullptr;
 }
 
 void CleanEngine::revalidate(const std::string& path, const GateSnapshot& snapshot,
@@ -44,13 +41,9 @@ void CleanEngine::revalidate(const std::string& path, const GateSnapshot& snapsh
   if (browsers) {
     if (const auto refusal = browsers->selectiveContainerRefusal(path)) throw EngineError::protection(*refusal);
   }
-  const auto manager =
-      std::find_if(managers.begin(), managers.end(), [&](const auto& source) { return source->manages(path); });
-  if (manager != managers.end() || (isSystemPath(path) && system)) {
-    assertSourceAccepts(path);
-    if (manager != managers.end()) {
-      if (const auto reason = (*manager)->blockReason(path, roots.home)) throw EngineError::protection(*reason);
-    }
+  if (const auto* source = sourceOf(path)) {
+    source->assertRemovableNow(path);
+    if (const auto reason = source->blockReason(path, roots.home)) throw EngineError::protection(*reason);
   } else if (!std::binary_search(ruleSet.begin(), ruleSet.end(), path)) {
     // Nothing would offer this path now: an edited plan, or the disk changed since the preview.
     throw EngineError::protection(L10n::translate("该路径已不是可清理的候选项，请重新扫描"));

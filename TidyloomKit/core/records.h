@@ -29,6 +29,10 @@ struct FailedPath {
   bool operator==(const FailedPath&) const = default;
 };
 
+// The reason given for a path that a stopped run never started on (the daemon's reply lists every
+// requested path); such a path was not handled, and a stopped run's own report leaves it out.
+inline constexpr const char* kNotStartedReason = "删除已停止，未处理此路径";
+
 struct RunReport {
   std::vector<std::string> removed;
   std::vector<FailedPath> failed;

@@ -76,7 +76,7 @@ RunReport PrivilegedHelperService::remove(const std::vector<std::string>& paths,
     // Every requested path ends in the reply, removed or failed: the client must never have to guess.
     if (stopped || (stop && stop())) {
       stopped = true;
-      report.failed.push_back({path, L10n::translate("删除已停止，未处理此路径")});
+      report.failed.push_back({path, L10n::translate(kNotStartedReason)});
       continue;
     }
     try {
@@ -94,7 +94,7 @@ RunReport PrivilegedHelperService::remove(const std::vector<std::string>& paths,
     } catch (const EngineError& error) {
       if (error.isCancelled()) {
         stopped = true;
-        report.failed.push_back({path, L10n::translate("删除已停止，未处理此路径")});
+        report.failed.push_back({path, L10n::translate(kNotStartedReason)});
         continue;
       }
       report.failed.push_back({path, error.message()});

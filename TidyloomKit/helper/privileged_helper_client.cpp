@@ -87,7 +87,7 @@ RunReport PrivilegedHelperClient::removeSystemPaths(const std::vector<std::strin
     auto removal = decodeRemoval(call(kRemoveTimeout, request, stop));
     report.removed.insert(report.removed.end(), removal.removed.begin(), removal.removed.end());
     // Paths the daemon never started on after a stop were not handled at all.
-    const std::string notStarted = L10n::translate("删除已停止，未处理此路径");
+    const std::string notStarted = L10n::translate(kNotStartedReason);
     for (auto& failure : removal.failed) {
       if (stop.stop_requested() && failure.reason == notStarted) {
         report.interrupted = true;

@@ -84,7 +84,7 @@ RunReport AdminPathRemover::removeBatch(const std::vector<BatchPlan>& plans, con
     const auto& [path, size] = pending[i];
     const auto error = errors.find(steps[i].id);
     const auto found = lookUp(path);
-    if (error != errors.end() && error->second == L10n::translate(kStepStopped)) {
+    if (error != errors.end() && error->second == L10n::translate(kNotStartedReason)) {
       report.interrupted = true;  // never started: not handled
     } else if (error != errors.end()) {
       report.failed.push_back({path, L10n::translate("管理员删除失败：%@", {error->second})});

@@ -12,6 +12,7 @@
 #include "core/atomic_write.h"
 #include "core/bounded_probe.h"
 #include "core/engine_error.h"
+#include "core/records.h"
 #include "core/uuid.h"
 #include "l10n/l10n.h"
 #include "platform/admin_shell.h"
@@ -158,7 +159,7 @@ AdminStepErrors PrivilegedRunner::runAdminBatch(const std::vector<AdminStep>& st
     if (done != finished.end() && done->second == 0) continue;
     if ((done != finished.end() && done->second == kSkippedStatus) ||
         (done == finished.end() && stop.stop_requested())) {
-      errors[step.id] = L10n::translate(kStepStopped);
+      errors[step.id] = L10n::translate(kNotStartedReason);
       continue;
     }
     const auto text = written.find(step.id);
@@ -202,7 +203,7 @@ AdminStepErrors RecordingPrivilegedRunner::runAdminBatch(
   AdminStepErrors errors;
   for (const auto& step : steps) {
     if (stop.stop_requested()) {
-      errors[step.id] = L10n::translate(kStepStopped);
+      errors[step.id] = L10n::translate(kNotStartedReason);
       continue;
     }
     if (executeAdminCommands) {

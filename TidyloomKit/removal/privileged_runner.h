@@ -24,13 +24,10 @@ struct AdminStep {
 // never finishes; the reason is what it wrote to standard error, else its exit status.
 using AdminStepErrors = std::map<std::string, std::string>;
 
-// The reason given for a step that was never started because the run was stopped.
-inline constexpr const char* kStepStopped = "删除已停止，未处理此路径";
-
 class PrivilegedRunning {
  public:
   virtual ~PrivilegedRunning() = default;
-  // Once a stop is requested, the steps of a batch not yet started are skipped (kStepStopped).
+  // Once a stop is requested, the steps of a batch not yet started are skipped (kNotStartedReason).
   CancellationToken stop;
   // Throws EngineError::io when authorisation is refused or cancelled, or the command fails.
   virtual void runAdmin(const std::string& command) = 0;

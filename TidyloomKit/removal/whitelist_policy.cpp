@@ -75,6 +75,19 @@ std::string resolved(const std::string& path) {
   return text;
 }
 
+// The path written plainly: normalised, without trailing "/".
+std::string standardised(const std::string& path) {
+  std::string text = fs::path(path).lexically_normal().string();
+  while (text.size() > 1 && text.back() == '/') text.pop_back();
+  return text;
+}
+
+// A pattern without trailing "/" (a lone "/" stays).
+std::string withoutTrailingSlash(std::string pattern) {
+  while (pattern.size() > 1 && pattern.back() == '/') pattern.pop_back();
+  return pattern;
+}
+
 // One element of an fnmatch pattern (no flags): "*", "?", a bracket expression, an escaped or a
 // plain character. `end` is where the next element starts.
 struct GlobElement {
@@ -185,12 +198,6 @@ bool matchesBeyond(std::string_view pattern, std::string_view prefix) {
   return std::any_of(states.begin(), states.end() - 1, [](char state) { return state != 0; });
 }
 
-std::string standardised(const std::string& path) {
-  std::string text = fs::path(path).lexically_normal().string();
-  while (text.size() > 1 && text.back() == '/') text.pop_back();
-  return text;
-}
-
 // A pattern variant and the spelling of the walked folder it is matched against.
 struct LivePattern {
   std::string pattern;
@@ -202,9 +209,8 @@ std::vector<LivePattern> livePatterns(const std::string& folder, const std::vect
   appendUnique(bases, standardised(folder));
   appendUnique(bases, resolved(standardised(folder)));
   std::vector<LivePattern> live;
-  for (std::string pattern : patterns) {
-    while (pattern.size() > 1 && pattern.back() == '/') pattern.pop_back();
-    for (const auto& variant : WhitelistPolicy::patternVariants(pattern)) {
+  for (const auto& pattern : patterns) {
+    for (const auto& variant : WhitelistPolicy::patternVariants(withoutTrailingSlash(pattern))) {
       for (const auto& base : bases) {
         // The root folder is spelt "" so that its children read "/name".
         const std::string spelt = base == "/" ? std::string() : base;
@@ -289,14 +295,12 @@ std::vector<std::string> WhitelistPolicy::patternVariants(const std::string& pat
 bool WhitelistPolicy::protects(const std::string& path, const std::vector<std::string>& patterns,
                                bool includeDescendants) {
   std::vector<std::string> candidates;
-  std::string standard = fs::path(path).lexically_normal().string();
-  while (standard.size() > 1 && standard.back() == '/') standard.pop_back();
+  const std::string standard = standardised(path);
   appendUnique(candidates, standard);
   appendUnique(candidates, resolved(standard));
 
-  for (std::string pattern : patterns) {
-    while (pattern.size() > 1 && pattern.back() == '/') pattern.pop_back();
-    for (const auto& variant : patternVariants(pattern)) {
+  for (const auto& pattern : patterns) {
+    for (const auto& variant : patternVariants(withoutTrailingSlash(pattern))) {
       for (const auto& candidate : candidates) {
         if (::fnmatch(variant.c_str(), candidate.c_str(), 0) == 0) return true;
         if (includeDescendants && candidate.starts_with(variant + "/")) return true;

@@ -20,11 +20,32 @@ void from_json(const nlohmann::json& j, TaskOutcome& value) {
 void to_json(nlohmann::json& j, RemovalMode value) { j = rawValue(value); }
 void to_json(nlohmann::json& j, RemovalScope value) { j = rawValue(value); }
 
+void to_json(nlohmann::json& j, const TrashedItem& value) {
+  j = {{"path", value.path},
+       {"trashFolder", value.trashFolder},
+       {"trashedName", value.trashedName},
+       {"device", value.device},
+       {"inode", value.inode},
+       {"birth", value.birth},
+       {"byteSize", value.byteSize}};
+}
+void from_json(const nlohmann::json& j, TrashedItem& value) {
+  j.at("path").get_to(value.path);
+  j.at("trashFolder").get_to(value.trashFolder);
+  j.at("trashedName").get_to(value.trashedName);
+  j.at("device").get_to(value.device);
+  j.at("inode").get_to(value.inode);
+  value.birth = j.value("birth", std::int64_t{0});
+  value.byteSize = j.value("byteSize", std::uint64_t{0});
+}
+
 void to_json(nlohmann::json& j, const RunReport& value) {
   nlohmann::json outcomes = nlohmann::json::object();
   for (const auto& [task, outcome] : value.taskOutcomes) outcomes[task] = outcome;
-  j = {{"removed", value.removed}, {"failed", value.failed},   {"freedBytes", value.freedBytes},
-       {"notes", value.notes},     {"taskOutcomes", outcomes}, {"interrupted", value.interrupted}};
+  j = {{"removed", value.removed},           {"failed", value.failed},
+       {"freedBytes", value.freedBytes},     {"notes", value.notes},
+       {"taskOutcomes", outcomes},           {"interrupted", value.interrupted},
+       {"trashedBytes", value.trashedBytes}, {"trashed", value.trashed}};
 }
 void from_json(const nlohmann::json& j, RunReport& value) {
   value = {};
@@ -34,6 +55,8 @@ void from_json(const nlohmann::json& j, RunReport& value) {
   if (j.contains("notes")) j.at("notes").get_to(value.notes);
   if (j.contains("taskOutcomes")) j.at("taskOutcomes").get_to(value.taskOutcomes);
   if (j.contains("interrupted")) j.at("interrupted").get_to(value.interrupted);
+  if (j.contains("trashedBytes")) j.at("trashedBytes").get_to(value.trashedBytes);
+  if (j.contains("trashed")) j.at("trashed").get_to(value.trashed);
 }
 
 void to_json(nlohmann::json& j, const CleanupCandidate& value) {

@@ -10,6 +10,8 @@ namespace tidyloom {
 
 void to_json(nlohmann::json& j, const FailedPath& value);
 void from_json(const nlohmann::json& j, FailedPath& value);
+void to_json(nlohmann::json& j, const TrashedItem& value);
+void from_json(const nlohmann::json& j, TrashedItem& value);
 void to_json(nlohmann::json& j, const RunReport& value);
 void from_json(const nlohmann::json& j, RunReport& value);
 void to_json(nlohmann::json& j, const CleanupCandidate& value);

@@ -51,6 +51,8 @@ void RunReport::merge(const RunReport& other) {
   notes.insert(notes.end(), other.notes.begin(), other.notes.end());
   for (const auto& [task, outcome] : other.taskOutcomes) taskOutcomes[task] = outcome;
   interrupted = interrupted || other.interrupted;
+  trashedBytes += other.trashedBytes;
+  trashed.insert(trashed.end(), other.trashed.begin(), other.trashed.end());
 }
 
 const char* rawValue(RemovalMode mode) { return nameOf(kModes, mode); }

@@ -16,6 +16,7 @@ struct MountEntry {
   std::string path;    // where it is mounted
   std::string device;  // what is mounted there ("/dev/disk4s1", "/dev/sdb1", "server:/share")
   std::uint32_t flags = 0;
+  std::string type;  // the file system's type name ("apfs", "ext4", "tmpfs", "autofs")
 };
 
 // The mounted file systems, in the kernel's order; empty when the table cannot be read. Never

@@ -18,8 +18,8 @@ std::vector<MountEntry> mountTable() {
   if (filled < 1) return {};
   std::vector<MountEntry> table;
   for (int i = 0; i < filled && i < count; ++i) {
-    table.push_back({records[static_cast<size_t>(i)].f_mntonname, records[static_cast<size_t>(i)].f_mntfromname,
-                     records[static_cast<size_t>(i)].f_flags});
+    const auto& record = records[static_cast<size_t>(i)];
+    table.push_back({record.f_mntonname, record.f_mntfromname, record.f_flags, record.f_fstypename});
   }
   return table;
 }

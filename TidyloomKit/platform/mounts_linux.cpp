@@ -57,7 +57,7 @@ std::vector<MountEntry> mountTable() {
     }
     std::string type, source, superOptions;
     if (!(fields >> type >> source >> superOptions)) continue;
-    MountEntry entry{unescape(mountPoint), unescape(source), 0};
+    MountEntry entry{unescape(mountPoint), unescape(source), 0, type};
     if (hasOption(options, "ro") || hasOption(superOptions, "ro")) entry.flags |= kMountReadOnly;
     if (!isNetworkType(type)) entry.flags |= kMountLocal;
     table.push_back(std::move(entry));

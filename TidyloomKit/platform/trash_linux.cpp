@@ -8,12 +8,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <sstream>
 #include <utility>
 #include <vector>
 
+#include "platform/mounts.h"
 #include "platform/trash.h"
 #include "platform/trash_format.h"
+#include "platform/trash_records.h"
 #include "platform/user_dirs.h"
 
 namespace tidyloom::platform {
@@ -80,6 +81,7 @@ fs::path topDirectory(fs::path folder, dev_t device) {
 
 struct TrashFolder {
   Fd root, files, info;
+  fs::path path;    // the Trash folder holding files/ and info/
   fs::path topdir;  // empty for the home trash, whose info files hold absolute paths
 };
 
@@ -100,6 +102,7 @@ std::error_code openVolumeTrash(const fs::path& topdir, dev_t device, TrashFolde
     Fd admin(::openat(top.get(), ".Trash", O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (admin.valid() && !openOrMakeDirectory(admin.get(), uid.c_str(), 0700, trash.root)) {
       trash.topdir = topdir;
+      trash.path = topdir / ".Trash" / uid;
       if (!openTrashParts(trash)) return {};
     }
   }
@@ -108,6 +111,7 @@ std::error_code openVolumeTrash(const fs::path& topdir, dev_t device, TrashFolde
   if (::fstat(trash.root.get(), &info) != 0) return lastError();
   if (info.st_uid != ::getuid() || info.st_dev != device) return std::make_error_code(std::errc::permission_denied);
   trash.topdir = topdir;
+  trash.path = topdir / own;
   return openTrashParts(trash);
 }
 
@@ -115,6 +119,7 @@ std::error_code openTrashFor(const TrashRequest& request, dev_t device, TrashFol
   const fs::path home = dataHome(request.home) / "Trash";
   if (deviceOfNearestExisting(home) == device) {
     if (const auto error = openOrMakePath(home, 0700, trash.root)) return error;
+    trash.path = home;
     return openTrashParts(trash);
   }
   return openVolumeTrash(topDirectory(request.originalPath.parent_path(), device), device, trash);
@@ -140,35 +145,6 @@ bool writeAll(int fd, const std::string& data) {
   return true;
 }
 
-// Rewrites the folder-size cache: entries of items no longer in files/ go, the new one is added.
-void updateDirectorySizes(TrashFolder& trash, const std::string& name, std::uint64_t size, std::time_t mtime) {
-  std::string existing;
-  if (Fd in(::openat(trash.root.get(), "directorysizes", O_RDONLY | O_NOFOLLOW | O_CLOEXEC)); in.valid()) {
-    char buffer[65536];
-    for (ssize_t n; (n = ::read(in.get(), buffer, sizeof buffer)) > 0;) existing.append(buffer, static_cast<size_t>(n));
-  }
-  std::ostringstream out;
-  std::istringstream lines(existing);
-  for (std::string line; std::getline(lines, line);) {
-    const auto entry = parseDirectorySizeLine(line);
-    struct stat info {};
-    if (!entry || entry->name == name ||
-        ::fstatat(trash.files.get(), entry->name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
-      continue;
-    }
-    out << line << '\n';
-  }
-  out << encodeDirectorySizeLine({size, static_cast<std::int64_t>(mtime), name}) << '\n';
-  const std::string temp = ".directorysizes." + std::to_string(::getpid()) + ".tmp";
-  Fd fd(::openat(trash.root.get(), temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600));
-  if (!fd.valid()) return;
-  if (writeAll(fd.get(), out.str())) {
-    (void)::renameat(trash.root.get(), temp.c_str(), trash.root.get(), "directorysizes");
-  } else {
-    (void)::unlinkat(trash.root.get(), temp.c_str(), 0);
-  }
-}
-
 std::string candidateName(const std::string& name, int n) {
   if (n == 1) return name;
   const size_t dot = name.rfind('.');
@@ -178,14 +154,14 @@ std::string candidateName(const std::string& name, int n) {
 
 }  // namespace
 
-std::error_code moveToTrash(const TrashRequest& request) {
+TrashMove moveToTrash(const TrashRequest& request) {
   struct stat item {};
-  if (::fstatat(request.parentFd, request.name.c_str(), &item, AT_SYMLINK_NOFOLLOW) != 0) return lastError();
+  if (::fstatat(request.parentFd, request.name.c_str(), &item, AT_SYMLINK_NOFOLLOW) != 0) return {lastError()};
   TrashFolder trash;
-  if (const auto error = openTrashFor(request, item.st_dev, trash)) return error;
+  if (const auto error = openTrashFor(request, item.st_dev, trash)) return {error};
   struct stat root {};
-  if (::fstat(trash.files.get(), &root) != 0) return lastError();
-  if (root.st_dev != item.st_dev) return std::make_error_code(std::errc::cross_device_link);
+  if (::fstat(trash.files.get(), &root) != 0) return {lastError()};
+  if (root.st_dev != item.st_dev) return {std::make_error_code(std::errc::cross_device_link)};
 
   const std::string recorded = trash.topdir.empty() ? request.originalPath.string()
                                                     : request.originalPath.lexically_relative(trash.topdir).string();
@@ -197,7 +173,7 @@ std::error_code moveToTrash(const TrashRequest& request) {
     Fd infoFd(::openat(trash.info.get(), infoName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!infoFd.valid()) {
       if (errno == EEXIST) continue;
-      return lastError();
+      return {lastError()};
     }
     struct stat taken {};
     if (::fstatat(trash.files.get(), candidate.c_str(), &taken, AT_SYMLINK_NOFOLLOW) == 0) {
@@ -207,24 +183,72 @@ std::error_code moveToTrash(const TrashRequest& request) {
     if (!writeAll(infoFd.get(), info) || ::fsync(infoFd.get()) != 0) {
       const auto error = lastError();
       (void)::unlinkat(trash.info.get(), infoName.c_str(), 0);
-      return error;
+      return {error};
     }
     if (const auto error = renameNoReplace(request.parentFd, request.name, trash.files.get(), candidate)) {
       (void)::unlinkat(trash.info.get(), infoName.c_str(), 0);
       if (error == std::errc::file_exists) continue;
-      return error;
+      return {error};
     }
     if (request.isDirectory) {
       struct stat written {};
       const std::time_t mtime = ::fstat(infoFd.get(), &written) == 0 ? written.st_mtime : std::time(nullptr);
-      updateDirectorySizes(trash, candidate, request.byteSize, mtime);
+      rewriteDirectorySizes(trash.root.get(), trash.files.get(), candidate,
+                            DirectorySizeEntry{request.byteSize, static_cast<std::int64_t>(mtime), candidate});
     }
-    return {};
+    return {{}, trash.path / "files", candidate};
   }
-  return std::make_error_code(std::errc::file_exists);
+  return {std::make_error_code(std::errc::file_exists)};
 }
 
 bool finderAvailable() { return false; }
+
+namespace {
+
+// A Trash folder of the user's: a real folder (not a link) that the user owns.
+bool isOwnTrash(const fs::path& root) {
+  struct stat info {};
+  return ::lstat(root.c_str(), &info) == 0 && S_ISDIR(info.st_mode) && info.st_uid == ::getuid();
+}
+
+bool kernelFolder(const std::string& path) {
+  for (const std::string_view folder : {"/proc", "/sys", "/dev"}) {
+    if (path == folder || (path.starts_with(folder) && path[folder.size()] == '/')) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+std::vector<TrashLocation> userTrashes(const fs::path& home) {
+  std::vector<TrashLocation> trashes;
+  const auto add = [&](const fs::path& root, const fs::path& topdir) {
+    const TrashLocation location{root / "files", root / "info", topdir};
+    if (!isOwnTrash(root) || !isOwnTrash(location.items)) return;
+    for (const auto& known : trashes) {
+      if (known.items == location.items) return;
+    }
+    trashes.push_back(location);
+  };
+  add(dataHome(home) / "Trash", {});
+  const std::string uid = std::to_string(::getuid());
+  for (const auto& mount : mountTable()) {
+    // A network share may not answer, and looking inside an automount point mounts it; kernel
+    // file systems hold no Trash, and none can be emptied on a read-only volume.
+    if ((mount.flags & kMountLocal) == 0 || (mount.flags & kMountReadOnly) != 0 || mount.type == "autofs" ||
+        kernelFolder(mount.path)) {
+      continue;
+    }
+    const fs::path top(mount.path);
+    struct stat shared {};
+    const fs::path admin = top / ".Trash";
+    if (::lstat(admin.c_str(), &shared) == 0 && S_ISDIR(shared.st_mode) && (shared.st_mode & S_ISVTX)) {
+      add(admin / uid, top);
+    }
+    add(top / (".Trash-" + uid), top);
+  }
+  return trashes;
+}
 
 std::error_code renameNoReplace(int fromFd, const std::string& from, int toFd, const std::string& to) {
   if (::renameat2(fromFd, from.c_str(), toFd, to.c_str(), RENAME_NOREPLACE) == 0) return {};

@@ -11,6 +11,7 @@
 
 #include "core/engine_error.h"
 #include "l10n/l10n.h"
+#include "platform/file_times.h"
 #include "removal/file_measure.h"
 #include "removal/safe_delete.h"
 
@@ -80,8 +81,8 @@ Remover::FinderRoute Remover::defaultFinderRoute() {
   return &Remover::trashApplicationViaFinder;
 }
 
-void Remover::removeOne(const std::string& path, const OpenedItem& item, RemovalMode mode, std::uint64_t size,
-                        const fs::path& home) const {
+std::optional<TrashedItem> Remover::removeOne(const std::string& path, const OpenedItem& item, RemovalMode mode,
+                                              std::uint64_t size, const fs::path& home) const {
   // The item must still be the one that was resolved and judged.
   if (const auto error = item.checkUnchanged()) fail(path, error, mode);
 
@@ -93,19 +94,33 @@ void Remover::removeOne(const std::string& path, const OpenedItem& item, Removal
       error = SafeDelete::removeAt(item.parent.get(), item.name, item.identity, {});
     }
     if (error) fail(path, error, mode);
-    return;
+    return std::nullopt;
   }
 
   const platform::TrashRequest request{
       item.parent.get(), item.name, item.path(), item.identity.type == S_IFDIR, size, home};
-  const auto error = trash(request);
-  if (!error) return;
+  const std::int64_t birth = platform::birthNanoseconds(item.parent.get(), item.name.c_str());
+  const auto moved = trash(request);
+  const auto& error = moved.error;
+  // A rename keeps the item's identity: that is how a later undo knows it is still the same item.
+  if (!error) {
+    return TrashedItem{item.path().string(),
+                       moved.folder.string(),
+                       moved.name,
+                       item.identity.device,
+                       item.identity.inode,
+                       birth,
+                       size};
+  }
   if (isPermissionError(error) && finderRoute && isApplicationBundle(item.path(), applicationsFolder)) {
     const auto result = finderRoute(item.path());
     if (result.status != 0 || !result.launched) {
       throw EngineError::io(L10n::translate(kFinderRefused));
     }
-    if (item.isGone()) return;
+    // The file browser keeps its own put-back record; this one cannot be undone from here.
+    if (item.isGone()) {
+      return TrashedItem{item.path().string(), "", "", item.identity.device, item.identity.inode, birth, size};
+    }
     throw EngineError::io(L10n::translate("访达未能将应用移到废纸篓：%@", {path}));
   }
   fail(path, error, mode);
@@ -141,10 +156,14 @@ RunReport Remover::remove(const std::vector<std::string>& paths, RemovalMode mod
       if (beforeRemoval) beforeRemoval(path);
       // Stopped while measuring or checking: this path was not handled.
       if (cancellation.stop_requested()) throw EngineError::cancelled();
-      removeOne(path, item, mode, size, roots.home);
+      auto trashed = removeOne(path, item, mode, size, roots.home);
       report.removed.push_back(path);
       // A freed total past 2^64 bytes means the measurements are broken; nothing sane can follow.
       if (__builtin_add_overflow(report.freedBytes, size, &report.freedBytes)) std::abort();
+      if (trashed) {
+        report.trashedBytes += size;  // never more than freedBytes, which did not overflow
+        report.trashed.push_back(std::move(*trashed));
+      }
       emit(RemovalFinished{path, true});
       continue;
     } catch (const EngineError& e) {

@@ -58,8 +58,9 @@ class Remover {
   static FinderRoute defaultFinderRoute();
 
  private:
-  void removeOne(const std::string& path, const OpenedItem& item, RemovalMode mode, std::uint64_t size,
-                 const std::filesystem::path& home) const;
+  // Where the item went in trash mode; nothing when deleted, or moved by the file browser.
+  std::optional<TrashedItem> removeOne(const std::string& path, const OpenedItem& item, RemovalMode mode,
+                                       std::uint64_t size, const std::filesystem::path& home) const;
   void emit(const RemovalEvent& event) const {
     if (progress) progress(event);
   }

@@ -177,7 +177,9 @@ class FinderRouteTest : public RemoverTest {
   void SetUp() override {
     RemoverTest::SetUp();
     remover.applicationsFolder = tree.path("Applications").string();
-    remover.trash = [](const platform::TrashRequest&) { return std::make_error_code(std::errc::permission_denied); };
+    remover.trash = [](const platform::TrashRequest&) {
+      return platform::TrashMove{std::make_error_code(std::errc::permission_denied)};
+    };
     remover.finderRoute = [this](const std::string& path) {
       asked.push_back(path);
       if (deletes) fs::remove_all(path);

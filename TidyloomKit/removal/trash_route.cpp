@@ -15,11 +15,11 @@ TrashRoute systemTrash() {
 }
 
 TrashRoute folderTrash(std::filesystem::path folder) {
-  return [folder = std::move(folder)](const platform::TrashRequest& request) -> std::error_code {
+  return [folder = std::move(folder)](const platform::TrashRequest& request) -> platform::TrashMove {
     std::error_code ec;
     std::filesystem::create_directories(folder, ec);
     UniqueFd trash(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!trash.valid()) return {errno, std::generic_category()};
+    if (!trash.valid()) return {{errno, std::generic_category()}};
     const std::filesystem::path name(request.name);
     const std::string stem = request.isDirectory ? request.name : name.stem().string();
     const std::string extension = request.isDirectory ? "" : name.extension().string();
@@ -29,10 +29,10 @@ TrashRoute folderTrash(std::filesystem::path folder) {
       if (::fstatat(trash.get(), candidate.c_str(), &taken, AT_SYMLINK_NOFOLLOW) == 0) continue;
       // A name taken between the check and the rename is skipped, never overwritten.
       const auto error = platform::renameNoReplace(request.parentFd, request.name, trash.get(), candidate);
-      if (!error) return {};
-      if (error != std::errc::file_exists) return error;
+      if (!error) return {{}, folder, candidate};
+      if (error != std::errc::file_exists) return {error};
     }
-    return std::make_error_code(std::errc::file_exists);
+    return {std::make_error_code(std::errc::file_exists)};
   };
 }
 

@@ -9,8 +9,8 @@
 
 namespace tidyloom {
 
-// Moves one checked item to a Trash; returns the errno-style error when it cannot.
-using TrashRoute = std::function<std::error_code(const platform::TrashRequest&)>;
+// Moves one checked item to a Trash; says where it went, or the errno-style error when it cannot.
+using TrashRoute = std::function<platform::TrashMove(const platform::TrashRequest&)>;
 
 // The user's real Trash (freedesktop.org Trash on Linux).
 TrashRoute systemTrash();

@@ -5,14 +5,18 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <regex>
 #include <sstream>
 
 #include "core/bounded_probe.h"
+#include "platform/trash.h"
+#include "removal/protection_layer.h"
 #include "removal/remover.h"
 #include "removal/test_fixtures.h"
+#include "removal/trash_put_back.h"
 #include "testing/temp_tree.h"
 
 namespace tidyloom {
@@ -123,6 +127,147 @@ TEST_F(SystemTrashTest, TrashCliListsAndRestoresWhatWasTrashed) {
   EXPECT_EQ(restored.status, 0) << restored.out << restored.err;
   EXPECT_EQ(slurp(file), "keep me");
   EXPECT_FALSE(fs::exists(tree.path("data/Trash/info/notes é.txt.trashinfo")));
+}
+
+TEST_F(SystemTrashTest, TheReportSaysWhereEachItemWentAndCountsItsBytesAsTrashed) {
+  const auto file = tree.file("docs/report.pdf", 20000);
+  tree.file("docs/build/obj.o", 9000);
+  const auto report = trash({file.string(), tree.path("docs/build").string()});
+  ASSERT_EQ(report.trashed.size(), 2u);
+  EXPECT_EQ(report.trashedBytes, report.freedBytes);
+  EXPECT_EQ(report.trashed[0].path, file.string());
+  EXPECT_EQ(report.trashed[0].trashFolder, tree.path("data/Trash/files").string());
+  EXPECT_EQ(report.trashed[0].trashedName, "report.pdf");
+  struct stat info {};
+  ASSERT_EQ(::stat(tree.path("data/Trash/files/report.pdf").c_str(), &info), 0);
+  EXPECT_EQ(report.trashed[0].inode, info.st_ino);
+  EXPECT_EQ(report.trashed[0].device, info.st_dev);
+
+  const auto gone = remover.remove({tree.file("docs/tmp.bin", 5000).string()}, RemovalMode::permanent, roots,
+                                   RemovalScope::userSelected, false);
+  EXPECT_TRUE(gone.trashed.empty());
+  EXPECT_EQ(gone.trashedBytes, 0u);
+  EXPECT_GT(gone.freedBytes, 0u);
+}
+
+TEST_F(SystemTrashTest, PutBackReturnsTheSameItemWithItsTimesAndTakesItsRecords) {
+  tree.file("work/build/obj/a.o", 30000);
+  tree.text("work/notes.txt", "keep");
+  tree.age("work/notes.txt", 40);
+  tree.age("work/build/obj/a.o", 12);
+  struct stat before {};
+  ASSERT_EQ(::lstat(tree.path("work/notes.txt").c_str(), &before), 0);
+  const auto report = trash({tree.path("work/notes.txt").string(), tree.path("work/build").string()});
+  ASSERT_EQ(report.trashed.size(), 2u);
+  ASSERT_NE(slurp(tree.path("data/Trash/directorysizes")).find(" build\n"), std::string::npos);
+  // The parent folder is gone by now: it is made again.
+  fs::remove_all(tree.path("work"));
+
+  for (const auto& item : report.trashed) {
+    EXPECT_TRUE(PutBack::stillTrashed(item));
+    EXPECT_EQ(PutBack::preview(item).state, PutBack::State::restored);
+    const auto back = PutBack::restore(item);
+    EXPECT_EQ(back.state, PutBack::State::restored) << back.reason;
+    EXPECT_EQ(back.destination, item.path);
+    EXPECT_FALSE(PutBack::stillTrashed(item));
+  }
+  EXPECT_EQ(slurp(tree.path("work/notes.txt")), "keep");
+  EXPECT_EQ(fs::file_size(tree.path("work/build/obj/a.o")), 30000u);
+  struct stat after {};
+  ASSERT_EQ(::lstat(tree.path("work/notes.txt").c_str(), &after), 0);
+  EXPECT_EQ(after.st_mtim.tv_sec, before.st_mtim.tv_sec);
+  EXPECT_EQ(after.st_ino, before.st_ino);
+  EXPECT_TRUE(fs::is_empty(tree.path("data/Trash/info")));
+  EXPECT_TRUE(fs::is_empty(tree.path("data/Trash/files")));
+  EXPECT_EQ(slurp(tree.path("data/Trash/directorysizes")).find(" build\n"), std::string::npos);
+  // A second undo of the same item finds nothing and guesses nothing.
+  EXPECT_EQ(PutBack::restore(report.trashed[0]).state, PutBack::State::notInTrash);
+}
+
+TEST_F(SystemTrashTest, ATakenPathGetsTheItemBesideItAndAnotherItemOfTheSameNameIsNeverTaken) {
+  const auto first = trash({tree.text("work/a.txt", "old").string(), tree.text("work/.env", "secret").string()});
+  ASSERT_EQ(first.trashed.size(), 2u);
+  tree.text("work/a.txt", "new");
+  tree.text("work/.env", "new env");
+  tree.text("work/a (restored).txt", "an earlier one");
+
+  EXPECT_EQ(PutBack::preview(first.trashed[0]).state, PutBack::State::restoredBeside);
+  const auto beside = PutBack::restore(first.trashed[0]);
+  EXPECT_EQ(beside.state, PutBack::State::restoredBeside);
+  EXPECT_EQ(beside.destination, tree.path("work/a (restored 2).txt").string());
+  EXPECT_EQ(slurp(tree.path("work/a (restored 2).txt")), "old");
+  EXPECT_EQ(slurp(tree.path("work/a.txt")), "new");
+  EXPECT_EQ(PutBack::restore(first.trashed[1]).destination, tree.path("work/.env (restored)").string());
+
+  // Emptied, then another item of the same name trashed: that one is not the run's.
+  const auto second = trash({tree.text("work/b.txt", "first b").string()});
+  fs::remove(tree.path("data/Trash/files/b.txt"));
+  fs::remove(tree.path("data/Trash/info/b.txt.trashinfo"));
+  trash({tree.text("work/b.txt", "second b").string()});
+  const auto none = PutBack::restore(second.trashed[0]);
+  EXPECT_EQ(none.state, PutBack::State::notInTrash);
+  EXPECT_FALSE(none.reason.empty());
+  EXPECT_EQ(slurp(tree.path("data/Trash/files/b.txt")), "second b");
+  EXPECT_FALSE(fs::exists(tree.path("work/b.txt")));
+}
+
+TEST_F(SystemTrashTest, PutBackNeverFollowsAParentSwappedForALink) {
+  const auto report = trash({tree.text("work/inner/doc.txt", "mine").string()});
+  ASSERT_EQ(report.trashed.size(), 1u);
+  tree.dir("elsewhere");
+  fs::remove_all(tree.path("work/inner"));
+  tree.symlink("work/inner", tree.path("elsewhere"));
+  const auto refused = PutBack::restore(report.trashed[0]);
+  EXPECT_EQ(refused.state, PutBack::State::failed);
+  EXPECT_FALSE(refused.reason.empty());
+  EXPECT_TRUE(fs::is_empty(tree.path("elsewhere")));
+  EXPECT_TRUE(PutBack::stillTrashed(report.trashed[0]));
+  EXPECT_TRUE(fs::exists(tree.path("data/Trash/info/doc.txt.trashinfo")));
+}
+
+TEST_F(SystemTrashTest, ItemsComeBackFromAVolumesOwnTrashAndEveryTrashOfTheUserIsFound) {
+  testing::MountedTmpfs volume(tree.path("volume"));
+  if (!volume.mounted()) GTEST_SKIP() << "cannot mount a tmpfs here";
+  const auto report = trash({tree.text("volume/media/clip.mov", "frames").string()});
+  ASSERT_EQ(report.trashed.size(), 1u);
+  const fs::path bin = tree.path("volume/.Trash-" + std::to_string(::getuid()));
+  EXPECT_EQ(report.trashed[0].trashFolder, (bin / "files").string());
+
+  const auto trashes = platform::userTrashes(tree.root());
+  const auto found = std::find_if(trashes.begin(), trashes.end(),
+                                  [&](const platform::TrashLocation& t) { return t.items == bin / "files"; });
+  ASSERT_NE(found, trashes.end());
+  EXPECT_EQ(found->topdir, tree.path("volume"));
+  EXPECT_EQ(platform::trashLocationOf(bin / "files"), *found);
+  const auto entries = platform::trashEntries(*found);
+  ASSERT_EQ(entries.size(), 1u);
+  EXPECT_EQ(entries[0].originalPath, tree.path("volume/media/clip.mov").string());
+
+  const auto back = PutBack::restore(report.trashed[0]);
+  EXPECT_EQ(back.state, PutBack::State::restored) << back.reason;
+  EXPECT_EQ(slurp(tree.path("volume/media/clip.mov")), "frames");
+  EXPECT_TRUE(fs::is_empty(bin / "info"));
+}
+
+TEST_F(SystemTrashTest, ALinkedOrForeignVolumeTrashIsNotTheUsers) {
+  testing::MountedTmpfs volume(tree.path("volume"));
+  if (!volume.mounted()) GTEST_SKIP() << "cannot mount a tmpfs here";
+  tree.dir("decoy/files");
+  tree.symlink("volume/.Trash-" + std::to_string(::getuid()), tree.path("decoy"));
+  for (const auto& trash : platform::userTrashes(tree.root())) {
+    EXPECT_FALSE(isUnder(trash.items.string(), tree.path("volume").string())) << trash.items;
+  }
+}
+
+TEST_F(SystemTrashTest, WhatTrashCliPutBackIsMissingFromAnUndo) {
+  const auto restore = findExecutable("trash-restore");
+  if (!restore) GTEST_SKIP() << "trash-cli is not installed";
+  const auto report = trash({tree.text("work/c.txt", "see").string()});
+  ASSERT_EQ(report.trashed.size(), 1u);
+  const auto restored = testing::runProgram(*restore, {tree.path("work/c.txt").string()}, "0\n", 60, environment());
+  ASSERT_EQ(restored.status, 0) << restored.out << restored.err;
+  EXPECT_EQ(PutBack::restore(report.trashed[0]).state, PutBack::State::notInTrash);
+  EXPECT_EQ(slurp(tree.path("work/c.txt")), "see");
 }
 
 }  // namespace

@@ -58,6 +58,8 @@ void to_json(nlohmann::json& j, const UsageStats& stats) {
   j = {{"firstUse", formatISO8601(std::chrono::floor<std::chrono::seconds>(stats.firstUse))},
        {"freedBytes", stats.freedBytes},
        {"scannedFiles", stats.scannedFiles}};
+  // Written only once there is something to say, so the file keeps its three keys until then.
+  if (stats.trashedBytes != 0) j["trashedBytes"] = stats.trashedBytes;
 }
 
 void from_json(const nlohmann::json& j, UsageStats& stats) {
@@ -65,6 +67,7 @@ void from_json(const nlohmann::json& j, UsageStats& stats) {
   out.firstUse = history_json::timestamp(j, "firstUse");
   out.freedBytes = history_json::unsignedInteger(j, "freedBytes");
   out.scannedFiles = history_json::unsignedInteger(j, "scannedFiles");
+  if (j.contains("trashedBytes")) out.trashedBytes = history_json::unsignedInteger(j, "trashedBytes");
   stats = out;
 }
 

@@ -33,6 +33,9 @@ struct UsageStats {
   HistoryTimestamp firstUse;
   std::uint64_t freedBytes = 0;
   std::uint64_t scannedFiles = 0;
+  // Bytes moved to a Trash in all: kept apart from freed bytes, since nothing is freed until the
+  // Trash is emptied. Optional in the file ("trashedBytes", written when not 0), 0 when absent.
+  std::uint64_t trashedBytes = 0;
 
   // Calendar days of use, counting the day of first use as day 1; never less than 1.
   std::int64_t days(HistoryTimestamp asOf, const Calendar& calendar) const;
@@ -40,7 +43,8 @@ struct UsageStats {
   bool operator==(const UsageStats&) const = default;
 };
 
-// "firstUse" as a whole-second UTC date-time; decoding requires all three keys.
+// "firstUse" as a whole-second UTC date-time; decoding requires "firstUse", "freedBytes" and
+// "scannedFiles".
 void to_json(nlohmann::json& j, const UsageStats& stats);
 void from_json(const nlohmann::json& j, UsageStats& stats);
 

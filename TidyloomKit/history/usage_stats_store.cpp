@@ -35,7 +35,7 @@ UsageStats UsageStatsStore::load(HistoryTimestamp now) const {
   if (readWholeFile(fileURL, contents)) {
     if (auto stats = decode(contents)) return *stats;
   }
-  UsageStats seeded{.firstUse = now, .freedBytes = 0, .scannedFiles = 0};
+  UsageStats seeded{.firstUse = now, .freedBytes = 0, .scannedFiles = 0, .trashedBytes = 0};
   for (const auto& entry : history.load()) {
     seeded.firstUse = std::min(seeded.firstUse, entry.timestamp);
     seeded.freedBytes += entry.freedBytes;  // unsigned: wraps around by definition
@@ -48,10 +48,12 @@ UsageStats UsageStatsStore::load(HistoryTimestamp now) const {
   return seeded;
 }
 
-UsageStats UsageStatsStore::record(std::uint64_t freedBytes, std::uint64_t scannedFiles, HistoryTimestamp now) const {
+UsageStats UsageStatsStore::record(std::uint64_t freedBytes, std::uint64_t scannedFiles, HistoryTimestamp now,
+                                   std::uint64_t trashedBytes) const {
   UsageStats stats = load(now);
   stats.freedBytes += freedBytes;
   stats.scannedFiles += scannedFiles;
+  stats.trashedBytes += trashedBytes;
   save(fileURL, stats);
   return stats;
 }

@@ -26,7 +26,9 @@ class UsageStatsStore {
   UsageStats load(HistoryTimestamp now) const;
   // Adds to both totals with wrap-around and saves. Throws EngineError::io when the file cannot be
   // written; it then keeps its previous content.
-  UsageStats record(std::uint64_t freedBytes, std::uint64_t scannedFiles, HistoryTimestamp now) const;
+  // `trashedBytes` (moved to a Trash, not freed) is added to its own total.
+  UsageStats record(std::uint64_t freedBytes, std::uint64_t scannedFiles, HistoryTimestamp now,
+                    std::uint64_t trashedBytes = 0) const;
 };
 
 }  // namespace tidyloom

@@ -18,6 +18,7 @@
 #include "clean/rule_paths.h"
 #include "clean/surface_classification.h"
 #include "clean/system_clean_source.h"
+#include "clean/trash_contents.h"
 #include "core/engine_error.h"
 #include "core/locations.h"
 #include "l10n/l10n.h"
@@ -119,10 +120,20 @@ CleanEngine::CleanEngine(Setup setup)
   auto systemPhase = std::make_shared<SystemCleanSource>(
       SystemCleanScanner(roots, 7, setup.fixture ? SystemScanNames::macOS() : SystemScanNames::forHost()), systemHelper,
       setup.includesRebuildableCaches, runsAsRoot);
+  std::vector<platform::TrashLocation> trashes;
+  if (setup.trashes) {
+    trashes = *setup.trashes;
+  } else if (setup.fixture) {
+    trashes = {platform::trashLocationOf(Locations::fixture(roots.home).fixtureTrash.value())};
+  } else {
+    trashes = platform::userTrashes(roots.home);
+  }
+  auto trashSource = std::make_shared<TrashContents>(std::move(trashes));
   browsers = browserCaches;
   system = systemPhase;
+  trashContents = trashSource;
   phases = {ageGated, npm, mail, firmware, browserCaches, systemPhase};
-  managers = {ageGated, mail, firmware, npm, browserCaches, largeFiles, systemPhase};
+  managers = {trashSource, ageGated, mail, firmware, npm, browserCaches, largeFiles, systemPhase};
   reviewSources = {largeFiles};
 }
 
@@ -241,12 +252,13 @@ PreviewReport CleanEngine::preview(const std::vector<SectionRule>& rules, const 
   // One look at the running programs and their open files for the whole preview.
   const auto snapshot = takeGateSnapshot();
 
-  // 2. The rule phases.
+  // 2. The rule phases. The Trash is emptied item by item through its own rows, never as a folder.
+  const auto offeredRules = withoutTrashRule(rules);
   std::vector<RulePath> named;
   for (const auto& phase : rulePhases(surfaces)) {
     if (phase.surfaces.empty() || stop.stop_requested()) continue;
     report(phase.label);
-    for (auto& entry : rulePaths(rules, phase.surfaces, roots.home, patterns, stop, fixtureMode)) {
+    for (auto& entry : rulePaths(offeredRules, phase.surfaces, roots.home, patterns, stop, fixtureMode)) {
       named.push_back(std::move(entry));
     }
   }
@@ -368,10 +380,31 @@ PreviewReport CleanEngine::preview(const std::vector<SectionRule>& rules, const 
         if (allowed(item.path)) preview.reviewItems.push_back(std::move(item));
       }
     }
+    if (surfaces.contains(CleanSurface::general)) {
+      for (auto& item : trashItems(stop, tally)) preview.reviewItems.push_back(std::move(item));
+    }
   }
   for (auto& part : incompleteParts) preview.reviewItems.push_back(std::move(part));
   preview.interrupted = stop.stop_requested();
   return preview;
+}
+
+std::vector<ReviewItem> CleanEngine::trashItems(const CancellationToken& stop, const ScanTallyRef& tally) const {
+  const auto patterns = whitelistPatterns();
+  const SourceScanContext context{roots, stop, tally ? tally : std::make_shared<ScanTally>(), patterns};
+  auto items = trashContents->reviewItems(context);
+  std::erase_if(items, [&](const ReviewItem& item) {
+    return WhitelistPolicy::protects(item.path, patterns, true) ||
+           WhitelistPolicy::protectsContentOf(item.path, patterns);
+  });
+  return items;
+}
+
+std::vector<SectionRule> withoutTrashRule(const std::vector<SectionRule>& rules) {
+  std::vector<SectionRule> kept;
+  std::copy_if(rules.begin(), rules.end(), std::back_inserter(kept),
+               [](const SectionRule& rule) { return rule.id != "trash"; });
+  return kept;
 }
 
 std::vector<std::string> CleanEngine::previewRelativePaths() const {

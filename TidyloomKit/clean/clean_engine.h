@@ -27,6 +27,7 @@ namespace tidyloom {
 
 class BrowserCacheScanner;
 class SystemCleanHelping;
+class TrashContents;
 
 class CleanEngine {
  public:
@@ -56,6 +57,9 @@ class CleanEngine {
     bool fixture = false;
     // Whether files that running processes hold open are left alone; default: not in a fixture.
     std::optional<bool> checksOpenFiles;
+    // The Trashes whose items are offered for emptying; default: every Trash of the user (in a
+    // fixture, the fixture's Trash folder).
+    std::optional<std::vector<platform::TrashLocation>> trashes;
   };
 
   explicit CleanEngine(Setup setup);
@@ -80,6 +84,8 @@ class CleanEngine {
   std::vector<std::shared_ptr<const CleanSource>> reviewSources;
   std::shared_ptr<const BrowserCacheScanner> browsers;
   std::shared_ptr<const CleanSource> system;
+  // The Trashes: emptied item by item, always for good.
+  std::shared_ptr<const TrashContents> trashContents;
   AdminRemoval adminRemover;
   std::shared_ptr<SystemCleanHelping> systemHelper;
   RemovalMode mode = RemovalMode::permanent;
@@ -95,6 +101,9 @@ class CleanEngine {
                         const Progress& progress = {}, const CancellationToken& stop = {},
                         const ScanTallyRef& tally = nullptr) const;
   PreviewReport preview() const { return preview(defaultRules(), allSurfaces(), true); }
+  // One review row per item in the user's Trashes; a preview of the general surface with review
+  // rows includes them.
+  std::vector<ReviewItem> trashItems(const CancellationToken& stop = {}, const ScanTallyRef& tally = nullptr) const;
   // Paths of a full preview relative to the home, for dry listings.
   std::vector<std::string> previewRelativePaths() const;
 
@@ -141,8 +150,14 @@ class CleanEngine {
   // The source that answers for `path` in a run; none for a rule path.
   const CleanSource* sourceOf(const std::string& path) const;
   void revalidate(const std::string& path, const GateSnapshot& snapshot, const std::vector<std::string>& ruleSet) const;
+  RunReport emptyTrash(const std::vector<std::string>& paths, const GateSnapshot& snapshot,
+                       const RemovalProgress& progress, const CancellationToken& stop) const;
   RunReport removeSystemPaths(const std::vector<std::string>& paths, const GateSnapshot& snapshot,
                               const RemovalProgress& progress, const CancellationToken& stop) const;
 };
+
+// The rules without the "trash" section: the Trash is never offered as whole folders, only item by
+// item with its records.
+std::vector<SectionRule> withoutTrashRule(const std::vector<SectionRule>& rules);
 
 }  // namespace tidyloom

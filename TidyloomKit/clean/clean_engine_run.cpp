@@ -1,10 +1,12 @@
 // CleanEngine::run: whitelist refusal, assignment of each path to its source, re-validation just
 // before removal, the removal routes, the tool-cache plans, and one merged report.
 #include <algorithm>
+#include <map>
 
 #include "clean/browser_cache_scanner.h"
 #include "clean/clean_engine.h"
 #include "clean/rule_paths.h"
+#include "clean/trash_contents.h"
 #include "core/engine_error.h"
 #include "helper/system_clean_helping.h"
 #include "l10n/l10n.h"
@@ -85,19 +87,25 @@ RunReport CleanEngine::run(const std::vector<std::string>& paths, const std::vec
   RunReport report;
   std::vector<std::string> userPaths;
   std::vector<std::string> systemPaths;
+  std::vector<std::string> trashPaths;
   for (const auto& given : paths) {
     const std::string path = canonicalLocation(given);
     if (WhitelistPolicy::protects(path, patterns, true) || WhitelistPolicy::protectsContentOf(path, patterns)) {
       report.failed.push_back({given, L10n::translate("路径包含白名单内容，拒绝删除")});
       continue;
     }
-    (isSystemPath(path) ? systemPaths : userPaths).push_back(path);
+    if (trashContents->manages(path)) {
+      trashPaths.push_back(path);
+    } else {
+      (isSystemPath(path) ? systemPaths : userPaths).push_back(path);
+    }
   }
 
   const auto snapshot = takeGateSnapshot();
   // What the rules would offer now, for the paths no source answers for.
   std::vector<std::string> ruleSet;
-  for (auto& entry : rulePaths(config.cleanRules, allSurfaces(), roots.home, patterns, stop, fixtureMode)) {
+  for (auto& entry :
+       rulePaths(withoutTrashRule(config.cleanRules), allSurfaces(), roots.home, patterns, stop, fixtureMode)) {
     ruleSet.push_back(std::move(entry.path));
   }
   std::sort(ruleSet.begin(), ruleSet.end());
@@ -112,6 +120,7 @@ RunReport CleanEngine::run(const std::vector<std::string>& paths, const std::vec
     report.interrupted = report.interrupted || stop.stop_requested();
     return report.interrupted;
   };
+  if (!trashPaths.empty() && !stopped()) report.merge(emptyTrash(trashPaths, snapshot, progress, stop));
   if (!systemPaths.empty() && !stopped()) report.merge(removeSystemPaths(systemPaths, snapshot, progress, stop));
   if (!ownerCaches.empty() && !stopped()) {
     std::vector<OwnerCachePlan> free;
@@ -127,6 +136,32 @@ RunReport CleanEngine::run(const std::vector<std::string>& paths, const std::vec
       report.notes.push_back(L10n::translate("%@：缓存正被运行中的程序使用，已跳过", {plan.task}));
     }
     report.merge(ownerCleaner.run(free, patterns));
+  }
+  return report;
+}
+
+RunReport CleanEngine::emptyTrash(const std::vector<std::string>& paths, const GateSnapshot& snapshot,
+                                  const RemovalProgress& progress, const CancellationToken& stop) const {
+  // Items in a Trash are deleted for good, whatever the run's mode: moving them into a Trash again
+  // would free nothing and lose their records.
+  std::map<RemovalScope, std::vector<std::string>> byScope;
+  for (const auto& path : paths) byScope[trashContents->scopeOf(path, roots.home)].push_back(path);
+  Remover trashRemover = remover;
+  trashRemover.progress = progress;
+  trashRemover.cancellation = stop;
+  const std::vector<std::string> none;
+  RunReport report;
+  for (const auto& [scope, group] : byScope) {
+    if (report.interrupted) break;
+    const auto done = trashRemover.remove(group, RemovalMode::permanent, roots, scope, false,
+                                          [&](const std::string& path) { revalidate(path, snapshot, none); });
+    // An item that left (deleted now, or gone already) takes its record with it.
+    for (const auto& path : group) {
+      const bool kept = std::any_of(done.failed.begin(), done.failed.end(),
+                                    [&](const FailedPath& failure) { return failure.path == path; });
+      if (!kept) trashContents->forget(path);
+    }
+    report.merge(done);
   }
   return report;
 }

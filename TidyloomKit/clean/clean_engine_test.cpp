@@ -7,6 +7,8 @@
 #include "core/engine_error.h"
 #include "core/locations.h"
 #include "l10n/l10n.h"
+#include "platform/trash.h"
+#include "removal/protection_layer.h"
 #include "removal/whitelist_store.h"
 #include "testing/temp_tree.h"
 
@@ -88,6 +90,64 @@ TEST_F(CleanEngineTest, FullPreviewListsRealCachesSortedAndDropsEmptyOnes) {
   // "Library/Caches" as a developer rule is opened up, never offered whole.
   EXPECT_EQ(std::find(paths.begin(), paths.end(), p("Library/Caches")), paths.end());
   for (const auto& candidate : report.candidates) EXPECT_GT(candidate.byteSize, 0u) << candidate.path;
+}
+
+// A freedesktop.org Trash holding three items (a file, a folder, one without its record) under
+// the fixture's home, with the "trash" rule that used to offer files/ and info/ as six items.
+TEST_F(CleanEngineTest, EachTrashedItemIsOneReviewRowAndEmptyingDeletesItWithItsRecordForGood) {
+  tree.text("Trash/files/old-report.txt", "report");
+  tree.text("Trash/info/old-report.txt.trashinfo",
+            "[Trash Info]\nPath=" + p("Documents/old-report.txt") + "\nDeletionDate=2026-11-01T10:20:30\n");
+  tree.file("Trash/files/build/obj.o", 8000);
+  tree.text("Trash/info/build.trashinfo", "[Trash Info]\nPath=/work/build\nDeletionDate=2026-11-02T08:00:00\n");
+  tree.text("Trash/directorysizes", "12288 1790000000 build\n");
+  tree.file("Trash/files/stray", 100);
+  const platform::TrashLocation trash{tree.path("Trash/files"), tree.path("Trash/info"), {}};
+  auto config = fixtureConfig();
+  config.cleanRules.push_back(SectionRule{"trash", {"Trash/files", "Trash/info"}, {}, {}, true});
+  CleanEngine::Setup setup;
+  const auto locations = Locations::fixture(tree.root());
+  setup.roots = locations.roots;
+  setup.config = config;
+  setup.trash = folderTrash(*locations.fixtureTrash);
+  setup.fixture = true;
+  setup.trashes = std::vector<platform::TrashLocation>{trash};
+  const CleanEngine cleaner(std::move(setup));
+
+  const auto preview = cleaner.preview();
+  for (const auto& candidate : preview.candidates) EXPECT_FALSE(isUnder(candidate.path, p("Trash"))) << candidate.path;
+  std::vector<const ReviewItem*> rows;
+  for (const auto& item : preview.reviewItems) {
+    if (item.section == "trash") rows.push_back(&item);
+  }
+  ASSERT_EQ(rows.size(), 3u);
+  EXPECT_EQ(rows[0]->path, p("Trash/files/build"));
+  EXPECT_EQ(rows[0]->title, "/work/build");
+  EXPECT_GE(rows[0]->byteSize, 8000u);
+  EXPECT_NE(rows[0]->detail.find("2026-11-02 08:00"), std::string::npos) << rows[0]->detail;
+  EXPECT_EQ(rows[1]->title, p("Documents/old-report.txt"));
+  EXPECT_EQ(rows[2]->title, "stray");
+  EXPECT_TRUE(rows[0]->explicitSelectionAllowed);
+
+  // Even in a run that moves everything else to the Trash, its own items go for good.
+  CleanEngine trashing = cleaner;
+  trashing.mode = RemovalMode::trash;
+  const auto report = trashing.run({rows[0]->path, rows[1]->path});
+  EXPECT_TRUE(report.failed.empty()) << report.failed.front().reason;
+  EXPECT_EQ(report.removed.size(), 2u);
+  EXPECT_TRUE(report.trashed.empty());
+  EXPECT_EQ(report.trashedBytes, 0u);
+  EXPECT_GT(report.deletedBytes(), 8000u);
+  EXPECT_FALSE(std::filesystem::exists(p(".Trash")));
+  EXPECT_FALSE(std::filesystem::exists(p("Trash/files/build")));
+  EXPECT_FALSE(std::filesystem::exists(p("Trash/info/build.trashinfo")));
+  EXPECT_FALSE(std::filesystem::exists(p("Trash/info/old-report.txt.trashinfo")));
+  EXPECT_EQ(testing::readText(p("Trash/directorysizes")), "");
+  EXPECT_TRUE(std::filesystem::exists(p("Trash/files/stray")));
+  // The Trash folders themselves are never removable as a whole any more.
+  const auto folder = cleaner.run({p("Trash/files")});
+  EXPECT_TRUE(folder.removed.empty());
+  EXPECT_TRUE(std::filesystem::exists(p("Trash/files/stray")));
 }
 
 TEST_F(CleanEngineTest, RulePhasesReportTheirOwnProgressLabels) {

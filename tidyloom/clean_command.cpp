@@ -1,5 +1,6 @@
 // tidyloom clean: preview what can be cleaned, show it grouped by section, ask, then remove what
 // was kept after checking each path again. --plan runs a saved (possibly edited) preview.
+#include <algorithm>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -39,14 +40,34 @@ struct CleanOptions {
   bool dryRun = false;
   bool yes = false;
   bool trash = false;
+  bool emptyTrash = false;
   std::string planFile;
 };
+
+// The Trash is not a surface of the engine: "--surface trash" asks for its rows, ticked.
+constexpr std::string_view kTrashSurface = "trash";
+
+bool asksForTrash(const CleanOptions& options) {
+  return options.emptyTrash ||
+         std::find(options.surfaces.begin(), options.surfaces.end(), kTrashSurface) != options.surfaces.end();
+}
+
+// Only the Trash was asked for: nothing else is scanned.
+bool onlyTrash(const CleanOptions& options) {
+  return !options.surfaces.empty() && std::all_of(options.surfaces.begin(), options.surfaces.end(),
+                                                  [](const std::string& raw) { return raw == kTrashSurface; });
+}
+
+bool isTrashRow(const ReviewItem& item) { return item.section == "trash" && item.explicitSelectionAllowed; }
 
 // What a run is asked to do: the kept candidate paths (and ticked review rows) and tool caches.
 struct Selection {
   std::vector<std::string> paths;
   std::vector<OwnerCachePlan> ownerCaches;
   std::uint64_t bytes = 0;
+  // Of `paths`, the ticked Trash rows: deleted for good whatever the mode.
+  std::size_t trashItems = 0;
+  std::uint64_t trashBytes = 0;
 };
 
 std::string sectionTitle(const std::string& section) {
@@ -70,10 +91,12 @@ std::string sectionTitle(const std::string& section) {
 SurfaceSet requestedSurfaces(const CleanOptions& options) {
   SurfaceSet surfaces;
   for (const auto& raw : options.surfaces) {
+    if (raw == kTrashSurface) continue;
     const auto surface = surfaceFromRaw(raw);
     if (!surface)
       throw UsageError{L10n::translate(
-          "未知的扫描范围：%@（可用：developer、dependencies、simulators、projectCaches、logs、general）", {raw})};
+          "未知的扫描范围：%@（可用：developer、dependencies、simulators、projectCaches、logs、general、trash）",
+          {raw})};
     surfaces.insert(*surface);
   }
   if (surfaces.empty()) surfaces = allSurfaces();
@@ -120,14 +143,36 @@ CleanEngine makeEngine(Context& context, const CleanOptions& options, ScanRuleCo
   return CleanEngine(std::move(setup));
 }
 
-nlohmann::json previewJson(const PreviewReport& report) {
+// Review rows are ticked only when the user asked for them: the Trash's rows with --empty-trash or
+// --surface trash. A plan file ticks a row by setting "selected" to true.
+bool ticked(const ReviewItem& item, bool trashAsked) { return trashAsked && isTrashRow(item); }
+
+nlohmann::json previewJson(const PreviewReport& report, bool trashAsked) {
   nlohmann::json document = report;
-  // Review rows are never selected by the preview; a plan file ticks one by setting this to true.
-  for (auto& item : document["reviewItems"]) item["selected"] = false;
+  for (size_t i = 0; i < report.reviewItems.size(); ++i) {
+    document["reviewItems"][i]["selected"] = ticked(report.reviewItems[i], trashAsked);
+  }
   return document;
 }
 
-void printPreview(const PreviewReport& report) {
+void printTrashRows(const std::vector<const ReviewItem*>& rows, bool trashAsked) {
+  std::uint64_t bytes = 0;
+  for (const auto* item : rows) bytes += item->byteSize;
+  std::cout << paint(L10n::translate("废纸篓"), Colour::bold) << "  "
+            << L10n::translate("%@ 项，%@", {std::to_string(rows.size()), formatBytes(bytes)}) << "  "
+            << paint(trashAsked ? L10n::translate("将永久删除，无法恢复")
+                                : L10n::translate("不会清空，除非使用 --empty-trash"),
+                     trashAsked ? Colour::yellow : Colour::dim)
+            << '\n';
+  Table table({"", L10n::translate("原位置"), L10n::translate("大小"), L10n::translate("说明")},
+              {Table::Align::left, Table::Align::left, Table::Align::right, Table::Align::left});
+  for (const auto* item : rows) {
+    table.add({trashAsked ? "[x]" : "[ ]", printablePath(item->title), formatBytes(item->byteSize), item->detail});
+  }
+  std::cout << table.render() << '\n';
+}
+
+void printPreview(const PreviewReport& report, bool trashAsked) {
   std::map<std::string, std::vector<const CleanupCandidate*>> groups;
   for (const auto& candidate : report.candidates) groups[candidate.section].push_back(&candidate);
   for (const auto& [section, members] : groups) {
@@ -160,9 +205,14 @@ void printPreview(const PreviewReport& report) {
     }
     std::cout << table.render() << '\n';
   }
-  if (!report.reviewItems.empty()) {
+  std::vector<const ReviewItem*> trashRows;
+  std::vector<const ReviewItem*> otherRows;
+  for (const auto& item : report.reviewItems) (isTrashRow(item) ? trashRows : otherRows).push_back(&item);
+  if (!trashRows.empty()) printTrashRows(trashRows, trashAsked);
+  if (!otherRows.empty()) {
     std::cout << paint(L10n::translate("复核项目（不会删除，除非在清理计划中选中）"), Colour::bold) << '\n';
-    for (const auto& item : report.reviewItems) {
+    for (const auto* row : otherRows) {
+      const auto& item = *row;
       std::cout << "  [ ] " << printablePath(item.title) << "  " << formatBytes(item.byteSize) << '\n'
                 << "      " << printablePath(item.path) << '\n'
                 << "      " << paint(item.detail, Colour::dim) << '\n';
@@ -170,18 +220,19 @@ void printPreview(const PreviewReport& report) {
     std::cout << '\n';
   }
   std::uint64_t total = candidateBytes(report);
+  std::size_t count = report.candidates.size() + report.ownerCaches.size();
   for (const auto& plan : report.ownerCaches) total += plan.byteSize;
-  std::cout << L10n::translate(
-                   "可清理：%@ 项，共 %@",
-                   {std::to_string(report.candidates.size() + report.ownerCaches.size()), formatBytes(total)})
-            << '\n';
+  for (const auto* item : trashRows) {
+    if (!trashAsked) break;
+    total += item->byteSize;
+    ++count;
+  }
+  std::cout << L10n::translate("可清理：%@ 项，共 %@", {std::to_string(count), formatBytes(total)}) << '\n';
   if (report.interrupted) std::cout << paint(L10n::translate("扫描被中断，以上结果不完整"), Colour::yellow) << '\n';
 }
 
-void printRunReport(const RunReport& report) {
-  std::cout << L10n::translate("已删除 %@ 项，释放 %@",
-                               {std::to_string(report.removed.size()), formatBytes(report.freedBytes)})
-            << '\n';
+void printRunReport(const RunReport& report, RemovalMode mode) {
+  std::cout << removalSummary(report, mode);
   for (const auto& [task, outcome] : report.taskOutcomes) {
     std::cout << "  " << task << ": " << rawValue(outcome) << '\n';
   }
@@ -208,6 +259,10 @@ Selection planSelection(const std::string& file) {
     for (const auto& item : document.value("reviewItems", nlohmann::json::array())) {
       if (item.value("selected", false) && item.value("explicitSelectionAllowed", false)) {
         selection.paths.push_back(item.at("path").get<std::string>());
+        if (item.value("section", "") == "trash") {
+          ++selection.trashItems;
+          selection.trashBytes += item.value("byteSize", std::uint64_t{0});
+        }
       }
     }
     selection.ownerCaches = report.ownerCaches;
@@ -218,12 +273,18 @@ Selection planSelection(const std::string& file) {
   return selection;
 }
 
-Selection previewSelection(const PreviewReport& report) {
+Selection previewSelection(const PreviewReport& report, bool trashAsked) {
   Selection selection;
   for (const auto& candidate : report.candidates) selection.paths.push_back(candidate.path);
   selection.ownerCaches = report.ownerCaches;
   selection.bytes = candidateBytes(report);
   for (const auto& plan : report.ownerCaches) selection.bytes += plan.byteSize;
+  for (const auto& item : report.reviewItems) {
+    if (!ticked(item, trashAsked)) continue;
+    selection.paths.push_back(item.path);
+    ++selection.trashItems;
+    selection.trashBytes += item.byteSize;
+  }
   return selection;
 }
 
@@ -237,10 +298,20 @@ int runSelection(Context& context, const CleanEngine& engine, const CleanOptions
     return kExitOk;
   }
   if (!options.yes) {
-    const auto count = std::to_string(selection.paths.size() + selection.ownerCaches.size());
-    const std::string question =
-        options.trash ? L10n::translate("将 %@ 项（%@）移到废纸篓？", {count, formatBytes(selection.bytes)})
-                      : L10n::translate("永久删除 %@ 项（%@）？", {count, formatBytes(selection.bytes)});
+    const auto others = selection.paths.size() + selection.ownerCaches.size() - selection.trashItems;
+    const auto count = std::to_string(others);
+    const std::string trashCount = std::to_string(selection.trashItems);
+    const std::string trashBytes = formatBytes(selection.trashBytes);
+    std::string question;
+    if (others == 0) {
+      question = L10n::translate("永久删除废纸篓中的 %@ 项（%@）？无法恢复", {trashCount, trashBytes});
+    } else {
+      if (selection.trashItems > 0) {
+        context.note(L10n::translate("永久删除废纸篓中的 %@ 项（%@），无法恢复", {trashCount, trashBytes}));
+      }
+      question = options.trash ? L10n::translate("将 %@ 项（%@）移到废纸篓？", {count, formatBytes(selection.bytes)})
+                               : L10n::translate("永久删除 %@ 项（%@）？", {count, formatBytes(selection.bytes)});
+    }
     if (!context.confirm(question)) {
       context.note(L10n::translate("已取消，未删除任何内容"));
       if (context.json()) context.printJson(RunReport{});
@@ -277,7 +348,7 @@ int runSelection(Context& context, const CleanEngine& engine, const CleanOptions
   if (context.json()) {
     context.printJson(report);
   } else {
-    printRunReport(report);
+    printRunReport(report, engine.mode);
   }
   return runExitStatus(context, report);
 }
@@ -287,6 +358,7 @@ int handle(Context& context, const CleanOptions& options) {
   if (!options.planFile.empty() && options.dryRun)
     throw UsageError{L10n::translate("--plan 与 --dry-run 不能同时使用")};
   const SurfaceSet surfaces = requestedSurfaces(options);
+  const bool trashAsked = asksForTrash(options);
   ScanRuleConfig config = loadRuleConfig(context, options.rulesFile);
   const auto gameMarkers = SmartCleanCatalog::gameMarkers(config.gamePathMarkers);
   const CleanEngine engine = makeEngine(context, options, std::move(config));
@@ -295,25 +367,35 @@ int handle(Context& context, const CleanOptions& options) {
 
   auto& progress = context.progress();
   const auto tally = std::make_shared<ScanTally>();
-  PreviewReport report = engine.preview(
-      engine.defaultRules(), surfaces, !options.noReview,
-      [&](const ScanProgress& step) {
-        progress.update(step.path, step.found ? std::optional<std::uint64_t>(*step.found) : std::nullopt,
-                        step.fraction);
-      },
-      context.stopToken(), tally);
+  PreviewReport report;
+  if (!onlyTrash(options)) {
+    report = engine.preview(
+        engine.defaultRules(), surfaces, !options.noReview,
+        [&](const ScanProgress& step) {
+          progress.update(step.path, step.found ? std::optional<std::uint64_t>(*step.found) : std::nullopt,
+                          step.fraction);
+        },
+        context.stopToken(), tally);
+    if (options.smart) report = SmartCleanCatalog::filter(report, gameMarkers);
+  }
+  // Asked for, the Trash is listed whatever else the preview left out.
+  const bool listed = std::any_of(report.reviewItems.begin(), report.reviewItems.end(), isTrashRow);
+  if (trashAsked && !listed && !report.interrupted) {
+    progress.update(L10n::translate("废纸篓"), std::nullopt, std::nullopt);
+    for (auto& item : engine.trashItems(context.stopToken(), tally)) report.reviewItems.push_back(std::move(item));
+    report.interrupted = context.stopToken().stop_requested();
+  }
   progress.clear();
-  if (options.smart) report = SmartCleanCatalog::filter(report, gameMarkers);
 
   if (report.interrupted || options.dryRun) {
     if (context.json())
-      context.printJson(previewJson(report));
+      context.printJson(previewJson(report, trashAsked));
     else
-      printPreview(report);
+      printPreview(report, trashAsked);
     return report.interrupted ? kExitInterrupted : kExitOk;
   }
-  if (!context.json()) printPreview(report);
-  return runSelection(context, engine, options, previewSelection(report), tally->files());
+  if (!context.json()) printPreview(report, trashAsked);
+  return runSelection(context, engine, options, previewSelection(report, trashAsked), tally->files());
 }
 
 }  // namespace
@@ -322,7 +404,8 @@ Handler setupClean(CLI::App& command, Context& /*context*/) {
   auto options = std::make_shared<CleanOptions>();
   command
       .add_option("--surface", options->surfaces,
-                  "Scan only these surfaces: developer, dependencies, simulators, projectCaches, logs, general")
+                  "Scan only these surfaces: developer, dependencies, simulators, projectCaches, logs, general; "
+                  "trash ticks the Trash's items for emptying")
       ->type_name("X");
   command.add_flag("--smart", options->smart, "Only the low-risk caches and logs of the one-click clean");
   command.add_flag("--no-review", options->noReview, "Skip the review of large backups and developer data");
@@ -330,6 +413,8 @@ Handler setupClean(CLI::App& command, Context& /*context*/) {
   command.add_flag("--dry-run", options->dryRun, "Preview only; remove nothing");
   command.add_flag("--yes", options->yes, "Remove every candidate without asking");
   command.add_flag("--trash", options->trash, "Move to the Trash instead of deleting permanently");
+  command.add_flag("--empty-trash", options->emptyTrash,
+                   "Also empty the Trash: tick its items, which are deleted permanently (same as --surface trash)");
   command
       .add_option("--plan", options->planFile, "Run a saved preview (from --dry-run --json), checking every path again")
       ->type_name("FILE");

@@ -9,6 +9,7 @@ std::span<const Command> commands() {
   static constexpr std::array kCommands{
       Command{"clean", "Preview caches and logs that can go, then remove what you keep", setupClean},
       Command{"remove", "Move paths to the Trash or delete them, after the protection checks", setupRemove},
+      Command{"undo", "Put the items of a run back from the Trash where they were", setupUndo},
       Command{"protect", "Say whether the protection layer allows removing paths", setupProtect},
       Command{"whitelist", "Show, edit or check the whitelist of paths never cleaned", setupWhitelist},
       Command{"rules", "Check a rule file of clean targets", setupRules},

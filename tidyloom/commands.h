@@ -33,6 +33,7 @@ Handler setupLens(CLI::App& command, Context& context);
 Handler setupLarge(CLI::App& command, Context& context);
 Handler setupDupes(CLI::App& command, Context& context);
 Handler setupRemove(CLI::App& command, Context& context);
+Handler setupUndo(CLI::App& command, Context& context);
 Handler setupProtect(CLI::App& command, Context& context);
 Handler setupWhitelist(CLI::App& command, Context& context);
 Handler setupSystem(CLI::App& command, Context& context);

@@ -128,12 +128,16 @@ TEST(HistoryCommandTest, ListsRunsNewestFirstAndExportsThem) {
   EXPECT_EQ(runTidyloom(tree, {"history", "--export", "many"}).status, 2);
 }
 
-TEST(HistoryCommandTest, ARemoveRunShowsUpInHistoryAndStats) {
+// Moving to the Trash frees nothing until the Trash is emptied: history and statistics keep the
+// bytes moved there apart from the bytes freed.
+TEST(HistoryCommandTest, ARemoveRunShowsUpInHistoryAndStatsWithTrashedBytesApartFromFreed) {
   TempTree tree;
   const auto victim = tree.file("Downloads/old.iso", 300'000);
   const auto removed = runTidyloom(tree, {"remove", "--yes", victim.string()});
   ASSERT_EQ(removed.status, 0) << removed.err;
   ASSERT_FALSE(std::filesystem::exists(victim));
+  EXPECT_NE(removed.out.find("Moved 1 items (303.1 kB) to the Trash"), std::string::npos) << removed.out;
+  EXPECT_EQ(removed.out.find("freeing"), std::string::npos) << removed.out;
 
   const auto entries = nlohmann::json::parse(runTidyloom(tree, {"--json", "history"}).out);
   ASSERT_EQ(entries.size(), 1u);
@@ -142,14 +146,27 @@ TEST(HistoryCommandTest, ARemoveRunShowsUpInHistoryAndStats) {
   EXPECT_EQ(entries[0]["status"], "ok");
   EXPECT_EQ(entries[0]["itemCount"], 1);
   EXPECT_EQ(entries[0]["paths"], nlohmann::json::array({victim.string()}));
-  const auto freed = entries[0]["freedBytes"].get<std::uint64_t>();
-  EXPECT_GE(freed, 300'000u);
+  EXPECT_EQ(entries[0]["freedBytes"], 0);
+  EXPECT_TRUE(entries[0]["undoable"].get<bool>());
+  const auto trashed = entries[0]["trashedBytes"].get<std::uint64_t>();
+  EXPECT_GE(trashed, 300'000u);
+  // The history file itself keeps exactly its own keys.
+  const auto file =
+      nlohmann::json::parse(testing::readText(tree.path("Library/Application Support/Tidyloom/history.json")));
+  EXPECT_EQ(file[0].size(), 8u) << file.dump();
 
   const auto stats = nlohmann::json::parse(runTidyloom(tree, {"--json", "stats"}).out);
-  EXPECT_EQ(stats["freedBytes"], freed);
+  EXPECT_EQ(stats["freedBytes"], 0);
+  EXPECT_EQ(stats["trashedBytes"], trashed);
   const auto list = runTidyloom(tree, {"history"});
   EXPECT_NE(list.out.find("remove"), std::string::npos) << list.out;
   EXPECT_NE(list.out.find("Moved to Trash"), std::string::npos) << list.out;
+  EXPECT_NE(list.out.find("can be undone"), std::string::npos) << list.out;
+
+  // Emptied by hand: the run can no longer be undone, and the table says so.
+  std::filesystem::remove_all(tree.path(".Trash"));
+  const auto after = nlohmann::json::parse(runTidyloom(tree, {"--json", "history"}).out);
+  EXPECT_FALSE(after[0]["undoable"].get<bool>());
 }
 
 }  // namespace

@@ -75,11 +75,7 @@ void printReport(const Context& context, const RunReport& report, RemovalMode mo
     context.printJson(nlohmann::json(report));
     return;
   }
-  const std::string count = std::to_string(report.removed.size());
-  const std::string freed = formatBytes(report.freedBytes);
-  std::cout << (mode == RemovalMode::trash ? L10n::translate("已将 %@ 项移到废纸篓，释放 %@", {count, freed})
-                                           : L10n::translate("已永久删除 %@ 项，释放 %@", {count, freed}))
-            << '\n';
+  std::cout << removalSummary(report, mode);
   if (report.failed.empty()) return;
   std::cout << paint(L10n::translate("%@ 项未能处理：", {std::to_string(report.failed.size())}), Colour::red) << '\n';
   for (const auto& failure : report.failed) {

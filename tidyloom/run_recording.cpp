@@ -5,12 +5,15 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 
 #include "history/history_store.h"
+#include "history/undo_store.h"
 #include "history/usage_stats_store.h"
 #include "l10n/l10n.h"
+#include "output.h"
 
 namespace tidyloom::cli {
 namespace {
@@ -47,6 +50,11 @@ const char* statusOf(const RunReport& report) {
 
 void recordRun(Context& context, const std::string& feature, RemovalMode mode, const RunReport& report,
                std::uint64_t scannedFiles) {
+  recordRun(context, feature, rawValue(mode), report, scannedFiles);
+}
+
+void recordRun(Context& context, const std::string& feature, const std::string& mode, const RunReport& report,
+               std::uint64_t scannedFiles) {
   const auto handled = report.removed.size() + report.failed.size();
   if (handled == 0) return;
   const auto& folder = context.locations().applicationSupport;
@@ -56,17 +64,48 @@ void recordRun(Context& context, const std::string& feature, RemovalMode mode, c
 
   // Statistics before the history: a first record seeds from the history, which must not yet
   // hold this run, or its bytes would count twice.
+  // What went to a Trash is not free until the Trash is emptied: the statistics and the history
+  // count only deleted bytes, and the Trash moves are kept beside them for undo.
   try {
-    (void)UsageStatsStore(folder / UsageStatsStore::kFileName, history).record(report.freedBytes, scannedFiles, now);
+    (void)UsageStatsStore(folder / UsageStatsStore::kFileName, history)
+        .record(report.deletedBytes(), scannedFiles, now, report.trashedBytes);
   } catch (const std::exception& e) {
     context.warn(L10n::translate("无法更新使用统计：%@", {e.what()}));
   }
+  const auto entry = HistoryEntry::make(feature, now, static_cast<std::int64_t>(handled), report.deletedBytes(), mode,
+                                        statusOf(report), report.removed);
   try {
-    history.append(HistoryEntry::make(feature, now, static_cast<std::int64_t>(handled), report.freedBytes,
-                                      rawValue(mode), statusOf(report), report.removed));
+    history.append(entry);
   } catch (const std::exception& e) {
     context.warn(L10n::translate("无法将本次运行记入历史：%@", {e.what()}));
+    return;
   }
+  if (report.trashed.empty()) return;
+  try {
+    UndoStore(folder / UndoStore::kFileName).append({entry.id, feature, now, report.trashedBytes, report.trashed});
+  } catch (const std::exception& e) {
+    context.warn(L10n::translate("无法保存撤销记录，此次运行只能在废纸篓中手动恢复：%@", {e.what()}));
+  }
+}
+
+std::string removalSummary(const RunReport& report, RemovalMode mode) {
+  const auto trashedCount = report.trashed.size();
+  const auto deletedCount = report.removed.size() - std::min(trashedCount, report.removed.size());
+  std::string lines;
+  if (trashedCount > 0 || mode == RemovalMode::trash) {
+    lines +=
+        L10n::translate("已将 %@ 项（%@）移到废纸篓", {std::to_string(trashedCount), formatBytes(report.trashedBytes)});
+    lines += '\n';
+  }
+  if (deletedCount > 0 || mode == RemovalMode::permanent) {
+    lines += L10n::translate("已永久删除 %@ 项，释放 %@",
+                             {std::to_string(deletedCount), formatBytes(report.deletedBytes())});
+    lines += '\n';
+  }
+  const bool undoable = std::any_of(report.trashed.begin(), report.trashed.end(),
+                                    [](const TrashedItem& item) { return !item.trashFolder.empty(); });
+  if (undoable) lines += paint(L10n::translate("可用 tidyloom undo 放回原处"), Colour::dim) + '\n';
+  return lines;
 }
 
 int runExitStatus(const Context& context, const RunReport& report) {

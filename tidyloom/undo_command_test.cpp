@@ -233,5 +233,38 @@ TEST(EmptyTrashLive, EveryTrashOfTheUserIsListedItemByItemAndEmptiedWithItsRecor
   EXPECT_TRUE(*outcome);
 }
 
+// The macOS shape, on a fixture: the Trash is one plain folder (DIR/.Trash) with no record files;
+// the undo store is the put-back record, and a taken name in the Trash gets a suffix.
+TEST(UndoFixture, AFolderTrashPutsBackFromItsOwnRecordAndIsEmptiedItemByItem) {
+  testing::TempTree tree;
+  const auto run = [&](std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"--fixture", tree.root().string(), "--lang", "en", "--no-progress"});
+    return runProgram(builtProgram("tidyloom"), arguments);
+  };
+  tree.text("Downloads/a.dmg", "first");
+  tree.text(".Trash/a.dmg", "trashed before");
+  const auto removed = run({"--json", "remove", "--yes", tree.path("Downloads/a.dmg").string()});
+  ASSERT_EQ(removed.status, 0) << removed.err;
+  const auto report = nlohmann::json::parse(removed.out);
+  ASSERT_EQ(report["trashed"].size(), 1u);
+  EXPECT_EQ(report["trashed"][0]["trashedName"], "a 2.dmg");
+
+  const auto undone = run({"--json", "undo"});
+  ASSERT_EQ(undone.status, 0) << undone.out << undone.err;
+  EXPECT_EQ(readText(tree.path("Downloads/a.dmg")), "first");
+  EXPECT_EQ(readText(tree.path(".Trash/a.dmg")), "trashed before");
+
+  const auto preview = nlohmann::json::parse(run({"--json", "clean", "--dry-run", "--empty-trash"}).out);
+  std::vector<std::string> rows;
+  for (const auto& item : preview["reviewItems"]) {
+    if (item["section"] == "trash" && item["selected"] == true) rows.push_back(item["title"]);
+  }
+  EXPECT_EQ(rows, std::vector<std::string>{"a.dmg"});
+  const auto emptied = run({"--json", "clean", "--surface", "trash", "--yes"});
+  EXPECT_EQ(emptied.status, 0) << emptied.err;
+  EXPECT_TRUE(fs::is_empty(tree.path(".Trash")));
+  EXPECT_EQ(readText(tree.path("Downloads/a.dmg")), "first");
+}
+
 }  // namespace
 }  // namespace tidyloom

@@ -1,5 +1,5 @@
 // Fuzz target: the small JSON stores read back whatever bytes their files hold (history, usage
-// statistics, whitelist, settings). Reading never fails; only writing may throw.
+// statistics, undo records, whitelist, settings). Reading never fails; only writing may throw.
 #include <unistd.h>
 
 #include <cstddef>
@@ -10,7 +10,9 @@
 
 #include "core/user_defaults.h"
 #include "history/history_store.h"
+#include "history/undo_store.h"
 #include "history/usage_stats_store.h"
+#include "removal/trash_put_back.h"
 #include "removal/whitelist_policy.h"
 #include "removal/whitelist_store.h"
 
@@ -39,7 +41,7 @@ fs::path holding(const std::string& name, std::string_view bytes) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   const std::string_view bytes(reinterpret_cast<const char*>(data) + 1, size - 1);
-  switch (data[0] % 4) {
+  switch (data[0] % 5) {
     case 0:
       (void)HistoryStore::decode(std::string(bytes));
       break;
@@ -56,6 +58,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       (void)store.contains("/home/fuzz/a");
       break;
     }
+    case 3:
+      // Whatever a record says, asking whether its items are still in a Trash only looks.
+      for (const auto& record : UndoStore(holding("undo.json", bytes)).load()) {
+        for (const auto& item : record.items) (void)PutBack::stillTrashed(item);
+      }
+      break;
     default:
       (void)UserDefaults(holding("settings.json", bytes)).string("tidyloom.language");
       break;

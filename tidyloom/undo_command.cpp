@@ -86,9 +86,16 @@ int listRuns(Context& context, const std::vector<UndoRecord>& records) {
 
 // Restores (or, for a dry run, looks at) every item of the run. The report lists the paths that
 // came back (or would) in `removed` and what cannot in `failed`; a new name is a note.
-RunReport putBack(const UndoRecord& record, bool dryRun, std::vector<TrashedItem>& remaining) {
+RunReport putBack(const UndoRecord& record, bool dryRun, std::vector<TrashedItem>& remaining,
+                  const std::stop_token& stop) {
   RunReport report;
   for (const auto& item : record.items) {
+    // After Ctrl-C the items not yet looked at stay in the Trash and in the record.
+    if (stop.stop_requested()) {
+      report.interrupted = true;
+      remaining.push_back(item);
+      continue;
+    }
     const PutBack result = dryRun ? PutBack::preview(item) : PutBack::restore(item);
     switch (result.state) {
       case PutBack::State::restored:
@@ -136,7 +143,7 @@ int undo(Context& context, const UndoOptions& options) {
 
   const auto record = chooseRun(records, options.runID);
   std::vector<TrashedItem> remaining;
-  RunReport report = putBack(*record, options.dryRun, remaining);
+  RunReport report = putBack(*record, options.dryRun, remaining, context.stopToken());
   if (!options.dryRun) {
     try {
       store.update(record->runID, remaining);
@@ -150,7 +157,8 @@ int undo(Context& context, const UndoOptions& options) {
   } else {
     printReport(report, options.dryRun);
   }
-  return report.failed.empty() ? kExitOk : kExitFailure;
+  if (options.dryRun) return report.failed.empty() ? kExitOk : kExitFailure;
+  return runExitStatus(context, report);
 }
 
 }  // namespace

@@ -23,24 +23,6 @@ namespace {
 
 std::error_code lastError() { return {errno, std::generic_category()}; }
 
-class Fd {
- public:
-  explicit Fd(int fd = -1) : fd_(fd) {}
-  Fd(Fd&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-  Fd& operator=(Fd&& other) noexcept {
-    std::swap(fd_, other.fd_);
-    return *this;
-  }
-  ~Fd() {
-    if (fd_ >= 0) (void)::close(fd_);
-  }
-  int get() const { return fd_; }
-  bool valid() const { return fd_ >= 0; }
-
- private:
-  int fd_;
-};
-
 // Opens `dir`, creating it with `mode` when missing; refuses a link or a non-folder.
 std::error_code openOrMakeDirectory(int atFd, const char* name, mode_t mode, Fd& out) {
   if (::mkdirat(atFd, name, mode) != 0 && errno != EEXIST) return lastError();
@@ -132,17 +114,6 @@ std::string deletionDate() {
   char text[32];
   std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &local);
   return text;
-}
-
-bool writeAll(int fd, const std::string& data) {
-  size_t done = 0;
-  while (done < data.size()) {
-    const ssize_t n = ::write(fd, data.data() + done, data.size() - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    done += static_cast<size_t>(n);
-  }
-  return true;
 }
 
 std::string candidateName(const std::string& name, int n) {

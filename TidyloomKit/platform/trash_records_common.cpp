@@ -17,27 +17,22 @@ namespace tidyloom::platform {
 namespace fs = std::filesystem;
 namespace {
 
-class Fd {
- public:
-  explicit Fd(int fd = -1) : fd_(fd) {}
-  Fd(Fd&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-  Fd& operator=(Fd&& other) noexcept {
-    std::swap(fd_, other.fd_);
-    return *this;
-  }
-  Fd(const Fd&) = delete;
-  Fd& operator=(const Fd&) = delete;
-  ~Fd() {
-    if (fd_ >= 0) (void)::close(fd_);
-  }
-  int get() const { return fd_; }
-  bool valid() const { return fd_ >= 0; }
-
- private:
-  int fd_;
-};
-
 constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+bool exists(int folderFd, const std::string& name) {
+  struct stat info {};
+  return ::fstatat(folderFd, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+// The Trash folder itself, opened without following a link and only when the user owns it.
+Fd openOwnedFolder(const fs::path& path) {
+  Fd fd(::open(path.c_str(), kFolderFlags));
+  struct stat info {};
+  if (!fd.valid() || ::fstat(fd.get(), &info) != 0 || info.st_uid != ::getuid()) return Fd();
+  return fd;
+}
+
+}  // namespace
 
 std::string readAll(int fd) {
   std::string text;
@@ -58,21 +53,6 @@ bool writeAll(int fd, const std::string& data) {
   }
   return true;
 }
-
-bool exists(int folderFd, const std::string& name) {
-  struct stat info {};
-  return ::fstatat(folderFd, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
-}
-
-// The Trash folder itself, opened without following a link and only when the user owns it.
-Fd openOwnedFolder(const fs::path& path) {
-  Fd fd(::open(path.c_str(), kFolderFlags));
-  struct stat info {};
-  if (!fd.valid() || ::fstat(fd.get(), &info) != 0 || info.st_uid != ::getuid()) return Fd();
-  return fd;
-}
-
-}  // namespace
 
 void rewriteDirectorySizes(int rootFd, int filesFd, const std::string& drop,
                            const std::optional<DirectorySizeEntry>& add) {

@@ -12,6 +12,7 @@
 #include "core/scan_roots.h"
 #include "removal/protection_layer.h"
 #include "removal/remover.h"
+#include "removal/trash_put_back.h"
 #include "removal/unique_fd.h"
 #include "testing/temp_tree.h"
 
@@ -137,6 +138,49 @@ TEST(RemoverRace, AnAncestorSwappedForALinkNeverLeadsAPermanentRemovalOutside) {
 }
 
 TEST(RemoverRace, AnAncestorSwappedForALinkNeverLeadsATrashMoveOutside) { ancestorSwapRounds(RemovalMode::trash); }
+
+// The same swap while trashed items are put back to F/T/x: an item comes back into the real T or
+// stays in the Trash, never into V through the link.
+TEST(PutBackRace, AParentSwappedForALinkNeverReceivesTheItem) {
+  TempTree outside;
+  outside.text("V/y", "canary");
+  TempTree fixture;
+  const fs::path t = fixture.path("T"), l = fixture.path("L");
+  fixture.dir("T");
+  fixture.dir(".Trash");
+  fs::create_symlink(outside.path("V"), l);
+  const UniqueFd folder(::open(t.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const UniqueFd trash(::open(fixture.path(".Trash").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  ASSERT_TRUE(folder.valid() && trash.valid());
+
+  std::atomic<bool> stop{false};
+  std::atomic<long> exchanges{0};
+  std::thread thread(exchanger, t, l, std::cref(stop), std::ref(exchanges));
+  while (exchanges.load() < 100) std::this_thread::yield();
+  size_t restored = 0;
+  for (int round = 0; round < kRounds; ++round) {
+    const int fd = ::openat(trash.get(), "x", O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    ASSERT_GE(fd, 0);
+    ::close(fd);
+    struct stat info {};
+    ASSERT_EQ(::fstatat(trash.get(), "x", &info, AT_SYMLINK_NOFOLLOW), 0);
+    const TrashedItem item{(t / "x").string(), fixture.path(".Trash").string(), "x", info.st_dev, info.st_ino, 0, 0};
+    const auto back = PutBack::restore(item);
+    ASSERT_EQ(std::distance(fs::directory_iterator(outside.path("V")), fs::directory_iterator()), 1) << round;
+    if (back.state == PutBack::State::restored) {
+      ASSERT_EQ(::fstatat(folder.get(), "x", &info, AT_SYMLINK_NOFOLLOW), 0) << "claimed restored in round " << round;
+      ASSERT_EQ(::unlinkat(folder.get(), "x", 0), 0);
+      ++restored;
+    } else {
+      ASSERT_EQ(back.state, PutBack::State::failed) << round;
+      ASSERT_EQ(::unlinkat(trash.get(), "x", 0), 0) << "the item left the Trash in round " << round;
+    }
+  }
+  stop = true;
+  thread.join();
+  EXPECT_GT(restored, 0u);
+  EXPECT_LT(restored, static_cast<size_t>(kRounds));
+}
 
 }  // namespace
 }  // namespace tidyloom

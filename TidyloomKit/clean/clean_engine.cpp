@@ -381,7 +381,7 @@ PreviewReport CleanEngine::preview(const std::vector<SectionRule>& rules, const 
       }
     }
     if (surfaces.contains(CleanSurface::general)) {
-      for (auto& item : trashItems(stop, tally)) preview.reviewItems.push_back(std::move(item));
+      for (auto& item : trashRows(context)) preview.reviewItems.push_back(std::move(item));
     }
   }
   for (auto& part : incompleteParts) preview.reviewItems.push_back(std::move(part));
@@ -391,11 +391,14 @@ PreviewReport CleanEngine::preview(const std::vector<SectionRule>& rules, const 
 
 std::vector<ReviewItem> CleanEngine::trashItems(const CancellationToken& stop, const ScanTallyRef& tally) const {
   const auto patterns = whitelistPatterns();
-  const SourceScanContext context{roots, stop, tally ? tally : std::make_shared<ScanTally>(), patterns};
+  return trashRows(SourceScanContext{roots, stop, tally ? tally : std::make_shared<ScanTally>(), patterns});
+}
+
+std::vector<ReviewItem> CleanEngine::trashRows(const SourceScanContext& context) const {
   auto items = trashContents->reviewItems(context);
   std::erase_if(items, [&](const ReviewItem& item) {
-    return WhitelistPolicy::protects(item.path, patterns, true) ||
-           WhitelistPolicy::protectsContentOf(item.path, patterns);
+    return WhitelistPolicy::protects(item.path, context.whitelist, true) ||
+           WhitelistPolicy::protectsContentOf(item.path, context.whitelist);
   });
   return items;
 }

@@ -150,6 +150,8 @@ class CleanEngine {
   // The source that answers for `path` in a run; none for a rule path.
   const CleanSource* sourceOf(const std::string& path) const;
   void revalidate(const std::string& path, const GateSnapshot& snapshot, const std::vector<std::string>& ruleSet) const;
+  // The Trash's rows that the whitelist leaves.
+  std::vector<ReviewItem> trashRows(const SourceScanContext& context) const;
   RunReport emptyTrash(const std::vector<std::string>& paths, const GateSnapshot& snapshot,
                        const RemovalProgress& progress, const CancellationToken& stop) const;
   RunReport removeSystemPaths(const std::vector<std::string>& paths, const GateSnapshot& snapshot,

@@ -18,8 +18,6 @@ TrashContents::TrashContents(std::vector<platform::TrashLocation> trashes) : tra
   for (auto& trash : trashes_) trash.items = ProtectionLayer::canonicalPath(trash.items);
 }
 
-TrashContents TrashContents::live(const fs::path& home) { return TrashContents(platform::userTrashes(home)); }
-
 const platform::TrashLocation* TrashContents::trashOf(const std::string& path) const {
   const fs::path parent = fs::path(path).lexically_normal().parent_path();
   for (const auto& trash : trashes_) {

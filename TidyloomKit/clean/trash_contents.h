@@ -16,8 +16,6 @@ class TrashContents : public CleanSource {
  public:
   // `trashes`: the Trashes looked at, items folders made canonical here.
   explicit TrashContents(std::vector<platform::TrashLocation> trashes);
-  // Every Trash of the user whose home is `home`.
-  static TrashContents live(const std::filesystem::path& home);
 
   std::string_view phaseLabel() const override { return "废纸篓"; }
   SourceFindings scan(const SourceScanContext&) const override { return {}; }

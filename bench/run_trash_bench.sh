@@ -30,13 +30,14 @@ mount -t tmpfs bench /root
 export HOME=/root
 mkdir -p /root/work
 cd /root/work
-seq $files | sed 's/^/f/' | xargs -n 500 sh -c 'for f; do head -c 4096 /dev/zero > "\$f"; done' sh
+i=0
+while [ \$i -lt $files ]; do printf '%4096s' '' > f\$i; i=\$((i + 1)); done
 if [ "\$1" != move ]; then "$tidyloom" --no-progress remove --yes /root/work/* >/dev/null; fi
 case "\$1-\$2" in
   move-tidyloom) exec "$tidyloom" --no-progress remove --yes /root/work/* ;;
   move-trash-cli) exec trash-put /root/work/* ;;
   empty-tidyloom) exec "$tidyloom" --no-progress clean --surface trash --yes ;;
-  empty-trash-cli) exec trash-empty -f ;;
+  empty-trash-cli) exec trash-empty ;;
   undo-tidyloom) exec "$tidyloom" --no-progress undo ;;
   undo-none) exit 0 ;;
 esac

@@ -31,8 +31,8 @@ struct RemoveOptions {
 size_t showPlan(Context& context, const std::vector<std::string>& targets, RemovalMode mode, RemovalScope scope) {
   const auto& locations = context.locations();
   const ProtectionLayer layer = protectionFor(context);
-  const auto whitelist =
-      WhitelistStore(locations.applicationSupport / "whitelist.json").effectivePatterns(locations.roots.home.string());
+  const CompiledWhitelist whitelist(
+      WhitelistStore(locations.applicationSupport / "whitelist.json").effectivePatterns(locations.roots.home.string()));
   Table table({L10n::translate("位置"), L10n::translate("大小"), L10n::translate("说明")},
               {Table::Align::left, Table::Align::right, Table::Align::left});
   size_t allowed = 0;

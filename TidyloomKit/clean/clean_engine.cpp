@@ -243,8 +243,9 @@ PreviewReport CleanEngine::preview(const std::vector<SectionRule>& rules, const 
   PreviewReport preview;
   // 1. The whitelist patterns.
   const auto patterns = whitelistPatterns();
+  const CompiledWhitelist compiled(patterns);
   const auto allowed = [&](const std::string& path) {
-    return !WhitelistPolicy::protects(path, patterns, true) && !WhitelistPolicy::protectsContentOf(path, patterns) &&
+    return !WhitelistPolicy::protects(path, compiled, true) && !WhitelistPolicy::protectsContentOf(path, compiled) &&
            !(browsers && browsers->selectiveContainerRefusal(path));
   };
   std::vector<CleanupCandidate> found;
@@ -396,9 +397,10 @@ std::vector<ReviewItem> CleanEngine::trashItems(const CancellationToken& stop, c
 
 std::vector<ReviewItem> CleanEngine::trashRows(const SourceScanContext& context) const {
   auto items = trashContents->reviewItems(context);
+  const CompiledWhitelist compiled(context.whitelist);
   std::erase_if(items, [&](const ReviewItem& item) {
-    return WhitelistPolicy::protects(item.path, context.whitelist, true) ||
-           WhitelistPolicy::protectsContentOf(item.path, context.whitelist);
+    return WhitelistPolicy::protects(item.path, compiled, true) ||
+           WhitelistPolicy::protectsContentOf(item.path, compiled);
   });
   return items;
 }

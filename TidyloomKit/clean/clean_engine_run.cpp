@@ -84,13 +84,14 @@ RunReport CleanEngine::run(const std::vector<std::string>& paths, const std::vec
     }
   }
 
+  const CompiledWhitelist compiled(patterns);
   RunReport report;
   std::vector<std::string> userPaths;
   std::vector<std::string> systemPaths;
   std::vector<std::string> trashPaths;
   for (const auto& given : paths) {
     const std::string path = canonicalLocation(given);
-    if (WhitelistPolicy::protects(path, patterns, true) || WhitelistPolicy::protectsContentOf(path, patterns)) {
+    if (WhitelistPolicy::protects(path, compiled, true) || WhitelistPolicy::protectsContentOf(path, compiled)) {
       report.failed.push_back({given, L10n::translate("路径包含白名单内容，拒绝删除")});
       continue;
     }

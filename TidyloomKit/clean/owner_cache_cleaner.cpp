@@ -207,7 +207,8 @@ std::vector<OwnerCachePlan> OwnerCacheCleaner::inventory() const {
 }
 
 RunReport OwnerCacheCleaner::run(const std::vector<OwnerCachePlan>& plans,
-                                 const std::vector<std::string>& whitelist) const {
+                                 const std::vector<std::string>& patterns) const {
+  const CompiledWhitelist whitelist(patterns);
   RunReport report;
   for (const auto& plan : plans) {
     const Tool* known = tool(plan.task);

@@ -49,7 +49,7 @@ class Collector {
 
  private:
   const SurfaceSet& surfaces_;
-  const std::vector<std::string>& whitelist_;
+  const CompiledWhitelist whitelist_;
   const CancellationToken& stop_;
   std::set<std::string> seen_;
   std::vector<RulePath> paths_;

@@ -204,18 +204,16 @@ struct LivePattern {
   std::string base;
 };
 
-std::vector<LivePattern> livePatterns(const std::string& folder, const std::vector<std::string>& patterns) {
+std::vector<LivePattern> livePatterns(const std::string& folder, const CompiledWhitelist& patterns) {
   std::vector<std::string> bases;
   appendUnique(bases, standardised(folder));
   appendUnique(bases, resolved(standardised(folder)));
   std::vector<LivePattern> live;
-  for (const auto& pattern : patterns) {
-    for (const auto& variant : WhitelistPolicy::patternVariants(withoutTrailingSlash(pattern))) {
-      for (const auto& base : bases) {
-        // The root folder is spelt "" so that its children read "/name".
-        const std::string spelt = base == "/" ? std::string() : base;
-        if (matchesBeyond(variant, spelt + "/")) live.push_back({variant, spelt});
-      }
+  for (const auto& variant : patterns.variants()) {
+    for (const auto& base : bases) {
+      // The root folder is spelt "" so that its children read "/name".
+      const std::string spelt = base == "/" ? std::string() : base;
+      if (matchesBeyond(variant, spelt + "/")) live.push_back({variant, spelt});
     }
   }
   return live;
@@ -292,29 +290,34 @@ std::vector<std::string> WhitelistPolicy::patternVariants(const std::string& pat
   return out;
 }
 
-bool WhitelistPolicy::protects(const std::string& path, const std::vector<std::string>& patterns,
-                               bool includeDescendants) {
+CompiledWhitelist::CompiledWhitelist(const std::vector<std::string>& patterns) {
+  for (const auto& pattern : patterns) {
+    for (auto& variant : WhitelistPolicy::patternVariants(withoutTrailingSlash(pattern))) {
+      appendUnique(variants_, std::move(variant));
+    }
+  }
+}
+
+bool WhitelistPolicy::protects(const std::string& path, const CompiledWhitelist& patterns, bool includeDescendants) {
   std::vector<std::string> candidates;
   const std::string standard = standardised(path);
   appendUnique(candidates, standard);
   appendUnique(candidates, resolved(standard));
 
-  for (const auto& pattern : patterns) {
-    for (const auto& variant : patternVariants(withoutTrailingSlash(pattern))) {
-      for (const auto& candidate : candidates) {
-        if (::fnmatch(variant.c_str(), candidate.c_str(), 0) == 0) return true;
-        if (includeDescendants && candidate.starts_with(variant + "/")) return true;
-      }
+  for (const auto& variant : patterns.variants()) {
+    for (const auto& candidate : candidates) {
+      if (::fnmatch(variant.c_str(), candidate.c_str(), 0) == 0) return true;
+      if (includeDescendants && candidate.starts_with(variant + "/")) return true;
     }
   }
   return false;
 }
 
-bool WhitelistPolicy::mayProtectBelow(const std::string& folder, const std::vector<std::string>& patterns) {
+bool WhitelistPolicy::mayProtectBelow(const std::string& folder, const CompiledWhitelist& patterns) {
   return !livePatterns(folder, patterns).empty();
 }
 
-bool WhitelistPolicy::protectsContentOf(const std::string& folder, const std::vector<std::string>& patterns,
+bool WhitelistPolicy::protectsContentOf(const std::string& folder, const CompiledWhitelist& patterns,
                                         const CancellationToken& stop) {
   const auto live = livePatterns(folder, patterns);
   if (live.empty()) return false;

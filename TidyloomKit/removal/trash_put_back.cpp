@@ -20,6 +20,9 @@ namespace {
 
 constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
+// The file browser moved it (an application bundle) and keeps the only record of where it went.
+std::string movedByFileBrowser() { return L10n::translate("由访达移到废纸篓，请在访达中用“放回原处”恢复"); }
+
 std::string notInTrashReason() { return L10n::translate("已不在废纸篓中（已清空或已被其他程序放回），无法恢复"); }
 
 // The Trash folder of a record, when it is still the user's own real folder.
@@ -104,6 +107,7 @@ bool PutBack::stillTrashed(const TrashedItem& item) {
 }
 
 PutBack PutBack::preview(const TrashedItem& item) {
+  if (item.trashFolder.empty()) return {State::notInTrash, item.path, movedByFileBrowser()};
   if (!stillTrashed(item)) return {State::notInTrash, item.path, notInTrashReason()};
   const fs::path original(item.path);
   UniqueFd parent;
@@ -121,6 +125,7 @@ PutBack PutBack::preview(const TrashedItem& item) {
 }
 
 PutBack PutBack::restore(const TrashedItem& item) {
+  if (item.trashFolder.empty()) return {State::notInTrash, item.path, movedByFileBrowser()};
   if (!valid(item)) return {State::notInTrash, item.path, notInTrashReason()};
   const UniqueFd trash = openTrashFolder(item);
   if (!trash.valid() || !sameItem(trash.get(), item)) return {State::notInTrash, item.path, notInTrashReason()};

@@ -268,6 +268,12 @@ TEST_F(SystemTrashTest, WhatTrashCliPutBackIsMissingFromAnUndo) {
   ASSERT_EQ(restored.status, 0) << restored.out << restored.err;
   EXPECT_EQ(PutBack::restore(report.trashed[0]).state, PutBack::State::notInTrash);
   EXPECT_EQ(slurp(tree.path("work/c.txt")), "see");
+  // What the file browser moved has no place of ours to come back from.
+  TrashedItem byFinder = report.trashed[0];
+  byFinder.trashFolder.clear();
+  const auto refused = PutBack::restore(byFinder);
+  EXPECT_EQ(refused.state, PutBack::State::notInTrash);
+  EXPECT_NE(refused.reason, PutBack::restore(report.trashed[0]).reason);
 }
 
 }  // namespace

@@ -14,7 +14,7 @@ namespace tidyloom {
 // list where one is given (on purpose implicitly): hold one to judge many paths.
 class CompiledWhitelist {
  public:
-  CompiledWhitelist(const std::vector<std::string>& patterns);  // NOLINT(google-explicit-constructor)
+  CompiledWhitelist(const std::vector<std::string>& patterns);    // NOLINT(google-explicit-constructor)
   CompiledWhitelist(std::initializer_list<std::string> patterns)  // NOLINT(google-explicit-constructor)
       : CompiledWhitelist(std::vector<std::string>(patterns)) {}
   // Every pattern (without a trailing "/") and its resolved spelling, each once.

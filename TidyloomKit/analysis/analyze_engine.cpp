@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "analysis/checked_sum.h"
+#include "core/checked_sum.h"
 #include "core/engine_error.h"
 #include "l10n/l10n.h"
 #include "platform/bulk_reader.h"

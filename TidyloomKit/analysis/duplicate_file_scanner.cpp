@@ -9,8 +9,8 @@
 #include <set>
 #include <tuple>
 
-#include "analysis/batch_map.h"
 #include "analysis/file_digest.h"
+#include "core/batch_map.h"
 
 namespace tidyloom {
 namespace {

@@ -8,9 +8,9 @@
 #include <mutex>
 #include <vector>
 
-#include "analysis/checked_sum.h"
 #include "analysis/large_file_rules.h"
-#include "analysis/parallel_walk.h"
+#include "core/checked_sum.h"
+#include "core/parallel_walk.h"
 #include "platform/bulk_reader.h"
 
 namespace tidyloom {

@@ -5,8 +5,8 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
-#include "analysis/checked_sum.h"
 #include "analysis/natural_order.h"
+#include "core/checked_sum.h"
 #include "platform/bulk_reader.h"
 
 namespace tidyloom {

@@ -8,8 +8,8 @@
 #include <set>
 #include <vector>
 
-#include "analysis/checked_sum.h"
-#include "analysis/parallel_walk.h"
+#include "core/checked_sum.h"
+#include "core/parallel_walk.h"
 #include "core/scan_roots.h"
 #include "platform/bulk_reader.h"
 

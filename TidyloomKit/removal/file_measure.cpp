@@ -9,8 +9,8 @@
 #include <set>
 #include <utility>
 
+#include "core/unique_fd.h"
 #include "platform/private_size.h"
-#include "removal/unique_fd.h"
 
 namespace tidyloom {
 namespace {

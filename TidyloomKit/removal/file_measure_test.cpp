@@ -7,8 +7,8 @@
 
 #include <gtest/gtest.h>
 
-#include "removal/test_fixtures.h"
 #include "testing/temp_tree.h"
+#include "testing/test_fixtures.h"
 
 namespace tidyloom {
 namespace {

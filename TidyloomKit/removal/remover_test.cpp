@@ -9,8 +9,8 @@
 #include "core/engine_error.h"
 #include "l10n/l10n.h"
 #include "removal/file_measure.h"
-#include "removal/test_fixtures.h"
 #include "testing/temp_tree.h"
+#include "testing/test_fixtures.h"
 
 namespace tidyloom {
 namespace {

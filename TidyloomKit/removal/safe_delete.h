@@ -9,7 +9,7 @@
 #include <system_error>
 
 #include "core/scan_progress.h"
-#include "removal/unique_fd.h"
+#include "core/unique_fd.h"
 
 namespace tidyloom {
 

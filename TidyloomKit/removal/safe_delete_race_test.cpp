@@ -10,10 +10,10 @@
 #include <thread>
 
 #include "core/scan_roots.h"
+#include "core/unique_fd.h"
 #include "removal/protection_layer.h"
 #include "removal/remover.h"
 #include "removal/trash_put_back.h"
-#include "removal/unique_fd.h"
 #include "testing/temp_tree.h"
 
 namespace tidyloom {

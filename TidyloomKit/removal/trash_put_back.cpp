@@ -9,10 +9,10 @@
 #include <cerrno>
 #include <filesystem>
 
+#include "core/unique_fd.h"
 #include "l10n/l10n.h"
 #include "platform/file_times.h"
 #include "platform/trash.h"
-#include "removal/unique_fd.h"
 
 namespace tidyloom {
 namespace fs = std::filesystem;

@@ -6,7 +6,7 @@
 
 #include <cerrno>
 
-#include "removal/unique_fd.h"
+#include "core/unique_fd.h"
 
 namespace tidyloom {
 

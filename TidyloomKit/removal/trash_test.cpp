@@ -15,9 +15,9 @@
 #include "platform/trash.h"
 #include "removal/protection_layer.h"
 #include "removal/remover.h"
-#include "removal/test_fixtures.h"
 #include "removal/trash_put_back.h"
 #include "testing/temp_tree.h"
+#include "testing/test_fixtures.h"
 
 namespace tidyloom {
 namespace {

@@ -2,36 +2,16 @@
 // move into a Trash and by the clean-up after an item left it.
 #pragma once
 
-#include <unistd.h>
-
 #include <optional>
 #include <string>
-#include <utility>
 
+#include "core/unique_fd.h"
 #include "platform/trash_format.h"
 
 namespace tidyloom::platform {
 
-// One descriptor of the Trash code, closed once.
-class Fd {
- public:
-  explicit Fd(int fd = -1) : fd_(fd) {}
-  Fd(Fd&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-  Fd& operator=(Fd&& other) noexcept {
-    std::swap(fd_, other.fd_);
-    return *this;
-  }
-  Fd(const Fd&) = delete;
-  Fd& operator=(const Fd&) = delete;
-  ~Fd() {
-    if (fd_ >= 0) (void)::close(fd_);
-  }
-  int get() const { return fd_; }
-  bool valid() const { return fd_ >= 0; }
-
- private:
-  int fd_;
-};
+// The Trash code's descriptors are the project's one owner type.
+using Fd = UniqueFd;
 
 // Writes all of `data`, going on after interruptions; false on any error.
 bool writeAll(int fd, const std::string& data);

@@ -1,4 +1,5 @@
 // Peer credentials and executable identity on Linux, through pidfds and /proc.
+#include "core/unique_fd.h"
 #include "platform/peer_identity.h"
 
 #include <fcntl.h>
@@ -21,24 +22,6 @@
 
 namespace tidyloom::platform {
 namespace {
-
-class Fd {
- public:
-  explicit Fd(int fd = -1) : fd_(fd) {}
-  ~Fd() {
-    if (fd_ >= 0) (void)::close(fd_);
-  }
-  Fd(const Fd&) = delete;
-  Fd& operator=(const Fd&) = delete;
-  int get() const { return fd_; }
-  void reset(int fd) {
-    if (fd_ >= 0) (void)::close(fd_);
-    fd_ = fd;
-  }
-
- private:
-  int fd_;
-};
 
 std::optional<pid_t> pidOfPidfd(int pidfd) {
   std::ifstream info("/proc/self/fdinfo/" + std::to_string(pidfd));
@@ -77,7 +60,7 @@ unsigned long long bootTicksNow() {
 }
 
 // A pidfd of the socket's peer together with its current process id.
-bool pinPeer(int fd, Fd& pidfd, pid_t& pid) {
+bool pinPeer(int fd, UniqueFd& pidfd, pid_t& pid) {
   int raw = -1;
   socklen_t length = sizeof raw;
   if (::getsockopt(fd, SOL_SOCKET, SO_PEERPIDFD, &raw, &length) == 0 && raw >= 0) {
@@ -162,7 +145,7 @@ std::optional<FileIdentity> trustedRootFile(const std::filesystem::path& path) {
 }
 
 bool peerRunsExecutable(int fd, const FileIdentity& expected) {
-  Fd pidfd;
+  UniqueFd pidfd;
   pid_t pid = 0;
   if (!pinPeer(fd, pidfd, pid)) return false;
   // stat through /proc/PID/exe reaches the very inode the process runs, even if its path was renamed.

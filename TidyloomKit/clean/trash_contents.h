@@ -29,8 +29,6 @@ class TrashContents : public CleanSource {
   // The removal scope that fits the Trash holding `path`: the home's own data, another volume.
   RemovalScope scopeOf(const std::string& path, const std::filesystem::path& home) const;
 
-  const std::vector<platform::TrashLocation>& trashes() const { return trashes_; }
-
  private:
   const platform::TrashLocation* trashOf(const std::string& path) const;
   std::vector<platform::TrashLocation> trashes_;

@@ -90,15 +90,16 @@ std::string failure(const std::error_code& error) {
   }
 }
 
-}  // namespace
-
-std::string PutBack::besideName(const std::string& name, int attempt) {
+// "name (restored).ext", then "name (restored 2).ext" and so on.
+std::string besideName(const std::string& name, int attempt) {
   const std::string label = attempt <= 1 ? " (restored)" : " (restored " + std::to_string(attempt) + ")";
   const size_t dot = name.rfind('.');
   // A leading dot is a hidden name, not an extension.
   if (dot == std::string::npos || dot == 0) return name + label;
   return name.substr(0, dot) + label + name.substr(dot);
 }
+
+}  // namespace
 
 bool PutBack::stillTrashed(const TrashedItem& item) {
   if (!valid(item)) return false;

@@ -28,9 +28,6 @@ struct PutBack {
   // Moves the item back. Missing parent folders are made again; a parent that is now a link is
   // not followed (the item stays in the Trash).
   static PutBack restore(const TrashedItem& item);
-
-  // "name (restored).ext", then "name (restored 2).ext" and so on.
-  static std::string besideName(const std::string& name, int attempt);
 };
 
 }  // namespace tidyloom
